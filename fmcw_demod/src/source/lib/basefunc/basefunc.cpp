@@ -1,0 +1,168 @@
+#include "basefunc/kernels.h"
+
+#include <fmcw_demod/basefunc.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <new>
+#include <numbers>
+#include <numeric>
+
+namespace orn::fmcw_demod_lib::basefunc {
+namespace {
+
+constexpr double two_pi = 2.0 * std::numbers::pi;
+
+/// Odd is the precision of odd-length values; even-length values are single precision throughout.
+template <class Odd>
+std::vector<Odd> triang_window(int length) {
+  if (length < 0) {
+    throw std::bad_alloc();
+  }
+  const auto n = static_cast<std::size_t>(length);
+  std::vector<Odd> window(n);
+  if (n == 1) {
+    window[0] = 1;
+    return window;
+  }
+  for (std::size_t i = 0; i < (n + 1) / 2; ++i) {
+    if (n % 2 != 0) {
+      const auto k = static_cast<Odd>(i + 1);
+      window[i] = (k + k) / static_cast<Odd>(n + 1);
+    } else {
+      const auto k = static_cast<float>(i);
+      window[i] = (2.0F * k + 1.0F) / static_cast<float>(n);
+    }
+    window[n - 1 - i] = window[i];
+  }
+  float sum = 0.0F;
+  for (const Odd value : window) {
+    sum = static_cast<float>(sum + value);
+  }
+  for (Odd& value : window) {
+    value /= sum;
+  }
+  return window;
+}
+
+template <class T>
+std::vector<T> convolve_same(const std::vector<T>& signal, const std::vector<T>& kernel) {
+  if (signal.empty() || kernel.empty()) {
+    return signal;
+  }
+  std::vector<T> padded(signal.size() + kernel.size());
+  const auto lead = static_cast<std::ptrdiff_t>((kernel.size() - 1) / 2);
+  std::copy(signal.begin(), signal.end(), padded.begin() + lead);
+  std::vector<T> result(signal.size());
+  kernels::convolve_symmetric<T>(padded, kernel, result);
+  return result;
+}
+
+/// Running sum of term(k), k = 1 ... count - 1, from 0; `length` elements, the last sum repeated.
+template <class T, class Term>
+std::vector<T> running_sum(std::size_t length, std::size_t count, Term term) {
+  std::vector<T> sums(length);
+  for (std::size_t k = 1; k < length; ++k) {
+    sums[k] = k < count ? sums[k - 1] + term(k) : sums[k - 1];
+  }
+  return sums;
+}
+
+/// Trapezoid of a frequency [Hz] between samples k - 1 and k, as a turn rate [rad/s].
+double mean_turn_rate(const std::vector<float>& frequency, std::size_t k) {
+  return static_cast<double>(frequency[k] + frequency[k - 1]) * 0.5 * two_pi;
+}
+
+template <class T>
+void unwrap_into(const std::vector<T>& input, std::vector<T>& output) {
+  if (&input != &output) {
+    output = input;
+  }
+  kernels::unwrap<T>(output);
+}
+
+}  // namespace
+
+bool has_nan(const std::vector<float>& values) {
+  return std::any_of(values.begin(), values.end(), [](float value) { return std::isnan(value); });
+}
+
+std::vector<float> generate_triang_window(int length) { return triang_window<float>(length); }
+
+std::vector<double> generate_triang_window_double(int length) {
+  return triang_window<double>(length);
+}
+
+std::vector<float> conv_same(const std::vector<float>& signal, const std::vector<float>& kernel) {
+  return convolve_same(signal, kernel);
+}
+
+std::vector<float> conv_float(const std::vector<float>& signal, const std::vector<float>& kernel) {
+  return convolve_same(signal, kernel);
+}
+
+std::vector<double> conv_same_double(const std::vector<double>& signal,
+                                     const std::vector<double>& kernel) {
+  return convolve_same(signal, kernel);
+}
+
+std::vector<double> cumtrapz_phase(const std::vector<float>& time,
+                                   const std::vector<float>& frequency) {
+  return running_sum<double>(time.size(), frequency.size(), [&](std::size_t k) {
+    return mean_turn_rate(frequency, k) * static_cast<double>(time[k] - time[k - 1]);
+  });
+}
+
+std::vector<float> cumtrapz_phase(double sample_interval, const std::vector<float>& frequency) {
+  return running_sum<float>(frequency.size(), frequency.size(), [&](std::size_t k) {
+    return static_cast<float>(mean_turn_rate(frequency, k) * sample_interval);
+  });
+}
+
+std::vector<double> cumtrapz(const std::vector<float>& abscissa,
+                             const std::vector<float>& ordinate) {
+  return running_sum<double>(abscissa.size(), ordinate.size(), [&](std::size_t k) {
+    const double mean =
+        (static_cast<double>(ordinate[k]) + static_cast<double>(ordinate[k - 1])) * 0.5;
+    return mean * static_cast<double>(abscissa[k] - abscissa[k - 1]);
+  });
+}
+
+std::vector<float> polyfit_1(const std::vector<float>& abscissa,
+                             const std::vector<float>& ordinate) {
+  if (abscissa.size() != ordinate.size() || abscissa.empty()) {
+    return {};
+  }
+  double sum_x = 0.0;
+  double sum_y = 0.0;
+  double sum_xx = 0.0;
+  double sum_xy = 0.0;
+  for (std::size_t i = 0; i < abscissa.size(); ++i) {
+    const double x = abscissa[i];
+    const double y = ordinate[i];
+    sum_x += x;
+    sum_y += y;
+    sum_xx += x * x;
+    sum_xy += x * y;
+  }
+  const auto n = static_cast<double>(abscissa.size());
+  const double determinant = sum_xx * n - sum_x * sum_x;
+  if (!(std::abs(determinant) > std::numeric_limits<double>::min())) {
+    return {};
+  }
+  const double slope = (sum_xy * n - sum_x * sum_y) / determinant;
+  const double intercept = (sum_y - slope * sum_x) / n;
+  return {static_cast<float>(slope), static_cast<float>(intercept)};
+}
+
+void mm_unwrap(std::vector<float>& input, std::vector<float>& output) {
+  unwrap_into(input, output);
+}
+
+void mm_unwrap(std::vector<double>& input, std::vector<double>& output) {
+  unwrap_into(input, output);
+}
+
+}  // namespace orn::fmcw_demod_lib::basefunc

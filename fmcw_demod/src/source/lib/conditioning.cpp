@@ -1,0 +1,42 @@
+#include "basefunc/kernels.h"
+
+#include <fmcw_demod/basefunc.h>
+#include <fmcw_demod/engine.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace orn::fmcw_demod_lib {
+
+void FMCWAnalyze::compute_instantaneous_freq(const std::vector<sample_t>& signal, float fs,
+                                             std::vector<double>& freq,
+                                             std::vector<double>& phase) const {
+  phase.resize(signal.size());
+  freq.resize(signal.size());
+  kernels::phase_angles<double>(signal, phase);
+  kernels::unwrap<double>(phase);
+  if (signal.size() < 2) {
+    freq.assign(signal.size(), 0.0);
+    return;
+  }
+  constexpr double two_pi = 2.0 * std::numbers::pi;
+  kernels::scaled_gradient<double>(phase, double{fs} / two_pi, freq);
+}
+
+void FMCWAnalyze::smooth_with_triang(std::vector<float>& trace, int n) const {
+  trace = basefunc::conv_same(trace, parameters_.get_smoothing_window(n));
+}
+
+void FMCWAnalyze::smooth_with_triang(std::vector<double>& trace, int n) const {
+  trace = basefunc::conv_same_double(trace, parameters_.get_smoothing_window_double(n));
+}
+
+double FMCWAnalyze::compute_power_dbm(const std::vector<sample_t>& signal, float impedance) const {
+  if (signal.empty()) {
+    return -300.0;
+  }
+  const double mean = kernels::sum_of_squares(signal) / static_cast<double>(signal.size());
+  return 10.0 * std::log10(mean / impedance * 1000.0);
+}
+
+}  // namespace orn::fmcw_demod_lib

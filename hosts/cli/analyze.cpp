@@ -1,0 +1,124 @@
+#include "analyze.h"
+
+#include "errors.h"
+#include "output_file.h"
+#include "report.h"
+#include "settings.h"
+
+#include <common_log/logger_system.h>
+
+#include <iostream>
+
+#include <unistd.h>
+
+namespace fmcw_cli {
+namespace {
+
+using namespace orn::fmcw_demod_lib;
+
+/// Shows the library's log entries on one line of the terminal while it lives.
+class progress_line_t {
+ public:
+  progress_line_t() {
+    if (shown_) {
+      common_log::logger_system_t::get_instance().set_sink(
+          [](const common_log::log_entry_t& entry) {
+            std::cerr << "\r\033[K" << entry.message << std::flush;
+          });
+    }
+  }
+  progress_line_t(const progress_line_t&) = delete;
+  progress_line_t& operator=(const progress_line_t&) = delete;
+  ~progress_line_t() {
+    if (shown_) {
+      common_log::logger_system_t::get_instance().set_sink({});
+      std::cerr << "\r\033[K" << std::flush;
+    }
+  }
+
+ private:
+  bool shown_ = ::isatty(STDERR_FILENO) != 0;
+};
+
+struct analyzer_handle_t {
+  void* handle = nullptr;
+  analyzer_handle_t() = default;
+  analyzer_handle_t(const analyzer_handle_t&) = delete;
+  analyzer_handle_t& operator=(const analyzer_handle_t&) = delete;
+  ~analyzer_handle_t() { destroy_fmcw_analyzer(&handle); }
+};
+
+fmcw_demod_config_t record_for(const analyze_call_t& call, const capture_t& capture) {
+  fmcw_demod_config_t config;
+  config.fs = capture.sample_rate;
+  if (!call.settings_file.empty()) {
+    apply_settings_file(call.settings_file, config);
+  }
+  for (const std::string& assignment : call.assignments) {
+    apply_assignment(assignment, config);
+  }
+  check_together(config);
+  return config;
+}
+
+void check(int code, const char* step, const ErrorMsg& error) {
+  if (code != 0) {
+    throw run_error("{} failed with code {}: {}; expected code 0", step, code, error.message);
+  }
+}
+
+void run(capture_t& capture, const fmcw_demod_config_t& config, fmcw_measure_result_t& result) {
+  const progress_line_t progress;
+  analyzer_handle_t analyzer;
+  ErrorMsg error;
+  check(create_fmcw_analyzer(&analyzer.handle, &error), "creating the analyzer", error);
+  check(config_fmcw_analyzer(analyzer.handle, capture.signal, &config, &error), "configuring",
+        error);
+  check(work_fmcw_analyzer(analyzer.handle, capture.signal, &result, &error), "the analysis",
+        error);
+  if (result.summary_valid == 0) {
+    throw run_error(
+        "{}: the settings leave no span to analyse: from_start {}, from_end {}, "
+        "meas_time {} s, time_gate_len {} s, {} samples at {} Hz",
+        capture.name, config.advanced.from_start, config.advanced.from_end,
+        config.advanced.meas_time, config.advanced.time_gate_len, capture.signal.samples.size(),
+        capture.sample_rate);
+  }
+}
+
+template <class Write>
+void write_file(const std::string& path, Write write) {
+  if (!path.empty()) {
+    output_file_t file(path);
+    write(file.stream());
+    file.commit();
+  }
+}
+
+}  // namespace
+
+void analyze(const analyze_call_t& call) {
+  if (call.json_file == "-" && call.csv_file == "-") {
+    throw input_error("--json and --csv cannot both be '-'; standard output takes one of them");
+  }
+  capture_t capture = read_capture(call.capture, call.raw);
+  const fmcw_demod_config_t config = record_for(call, capture);
+  fmcw_measure_result_t result;
+  run(capture, config, result);
+
+  const analysis_t analysis{capture, config, result};
+  write_file(call.json_file,
+             [&](std::ostream& out) { write_json(out, analysis, !call.without_traces); });
+  write_file(call.csv_file, [&](std::ostream& out) { write_csv(out, analysis); });
+  if (call.json_file != "-" && call.csv_file != "-") {
+    if (call.against_truth) {
+      print_against_truth(std::cout, analysis);
+    } else {
+      print_chirps(std::cout, analysis, call.all_fields);
+    }
+    std::cout << '\n';
+    print_summary(std::cout, analysis);
+  }
+}
+
+}  // namespace fmcw_cli

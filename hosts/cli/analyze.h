@@ -1,0 +1,26 @@
+#pragma once
+
+#include "capture.h"
+
+#include <string>
+#include <vector>
+
+namespace fmcw_cli {
+
+/// The call of `fmcw analyze`.
+struct analyze_call_t {
+  std::string capture;
+  raw_format_t raw;
+  std::string settings_file;
+  std::vector<std::string> assignments;
+  bool all_fields = false;
+  bool against_truth = false;
+  bool without_traces = false;
+  std::string json_file;
+  std::string csv_file;
+};
+
+/// Analyses a capture and writes what was asked for. Throws input_error and run_error.
+void analyze(const analyze_call_t& call);
+
+}  // namespace fmcw_cli

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace fmcw_cli {
+
+/// Text in aligned columns, each as wide as its widest cell; all right-aligned.
+class table_t {
+ public:
+  explicit table_t(std::vector<std::string> head);
+  void add(std::vector<std::string> row);
+  friend std::ostream& operator<<(std::ostream& out, const table_t& table);
+
+ private:
+  std::vector<std::vector<std::string>> rows_;
+};
+
+/// A unit with the metric prefix that suits a column's largest magnitude.
+struct scaled_unit_t {
+  std::string unit;
+  double factor;  ///< of a value in base units
+
+  /// values  in base units; NaN and infinities do not count
+  scaled_unit_t(const std::string& base, const std::vector<double>& values);
+
+  /// Six significant digits of a value in base units.
+  std::string format(double value) const;
+};
+
+}  // namespace fmcw_cli

@@ -3,7 +3,6 @@
 #include "synth.h"
 
 #include <iostream>
-#include <map>
 #include <new>
 #include <string>
 
@@ -46,12 +45,17 @@ void describe_synth(CLI::App& app, transmitter_t& t, std::string& out) {
       app.add_subcommand("synth", "Write a synthetic capture of known truth as a SigMF recording");
   command->add_option("OUT", out, "Name of the recording; .sigmf-meta and .sigmf-data are added")
       ->required();
-  const std::map<std::string, bool> shapes = {{"sawtooth", false}, {"triangle", true}};
-  const std::map<std::string, bool> directions = {{"up", false}, {"down", true}};
-  command->add_option("--shape", t.triangular, "sawtooth (default) or triangle")
-      ->transform(CLI::Transformer(shapes).description(""));
-  command->add_option("--direction", t.falling, "Direction of the first ramp: up (default) or down")
-      ->transform(CLI::Transformer(directions).description(""));
+  // Words go to the transmitter by callback, so that only the allowed ones reach it.
+  command
+      ->add_option_function<std::string>(
+          "--shape", [&t](const std::string& shape) { t.triangular = shape == "triangle"; },
+          "sawtooth (default) or triangle")
+      ->check(CLI::IsMember({"sawtooth", "triangle"}));
+  command
+      ->add_option_function<std::string>(
+          "--direction", [&t](const std::string& direction) { t.falling = direction == "down"; },
+          "Direction of the first ramp, up (default) or down")
+      ->check(CLI::IsMember({"up", "down"}));
   command->add_option("--fs", t.sample_rate, "Sample rate [Hz]")->capture_default_str();
   command->add_option("--ramp", t.ramp, "Length of a ramp [s]")->capture_default_str();
   command->add_option("--flyback", t.flyback, "Linear return after a sawtooth ramp [s]")
@@ -106,6 +110,10 @@ int main(int argc, char** argv) {
     transmitter_t transmitter;
     std::string out;
     describe_synth(app, transmitter, out);
+    const auto is_named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
+    if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_named).empty()) {
+      throw fmcw_cli::input_error("there is no command '{}'; allowed are analyze, synth", argv[1]);
+    }
     try {
       app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -154,7 +154,8 @@ double mean_level(const transmitter_t& t) {
 
 std::vector<chirp_truth_t> truth_of(const transmitter_t& t, std::size_t sample_count) {
   std::vector<chirp_truth_t> truth;
-  for (double number = 0;; ++number) {
+  for (std::size_t n = 0;; ++n) {
+    const auto number = static_cast<double>(n);
     chirp_truth_t chirp;
     chirp.start = number * period_of(t);
     chirp.length = t.ramp;

@@ -32,7 +32,7 @@ std::ostream& operator<<(std::ostream& out, const table_t& table) {
 }
 
 scaled_unit_t::scaled_unit_t(const std::string& base, const std::vector<double>& values)
-    : unit(base), factor(1.0) {
+    : unit(base) {
   double largest = 0.0;
   for (const double value : values) {
     if (std::isfinite(value)) {

@@ -20,7 +20,7 @@ class table_t {
 /// A unit with the metric prefix that suits a column's largest magnitude.
 struct scaled_unit_t {
   std::string unit;
-  double factor;  ///< of a value in base units
+  double factor = 1.0;  ///< of a value in base units
 
   /// values  in base units; NaN and infinities do not count
   scaled_unit_t(const std::string& base, const std::vector<double>& values);

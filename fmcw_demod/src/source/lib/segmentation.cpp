@@ -12,7 +12,7 @@ void FMCWAnalyze::fill_instantaneous(std::uint64_t sample_count,
                                      const std::vector<double>& inst_freq,
                                      std::vector<float>& phase_out,
                                      std::vector<float>& freq_out) const {
-  const std::uint64_t usable =
+  const auto usable =
       std::min<std::uint64_t>({sample_count, time_axis.size(), inst_freq.size()});
   std::vector<double> phase(sample_count, 0.0);
   for (const auto& [first, last] : intervals) {

@@ -11,9 +11,9 @@ namespace orn::fmcw_demod_lib {
 /// plain conversion is undefined there.
 template <std::integral Integer>
 std::optional<Integer> truncated(double value) noexcept {
-  // Both ends are powers of two (or zero), hence exact as doubles; the upper one is excluded.
+  // Both ends are powers of two or zero, hence exact as doubles; the upper one is excluded.
   constexpr auto lowest = static_cast<double>(std::numeric_limits<Integer>::min());
-  constexpr double end = 2.0 * static_cast<double>(std::numeric_limits<Integer>::max() / 2 + 1);
+  const double end = std::ldexp(1.0, std::numeric_limits<Integer>::digits);
   const double whole = std::trunc(value);
   if (whole >= lowest && whole < end) {
     return static_cast<Integer>(whole);

@@ -62,6 +62,7 @@ int I_Analyzer::config_with_error_process(SignalStream& signal, const void* conf
   }
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): hosts rely on the signal being a copy
 int I_Analyzer::work_analyze_with_error_process(SignalStream signal, void* result,
                                                 ErrorMsg* error) {
   reset(error);

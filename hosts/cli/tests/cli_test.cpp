@@ -1,0 +1,392 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using testing::HasSubstr;
+
+struct outcome_t {
+  int status;
+  std::string out, err;
+};
+
+std::string content(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Runs the program in an empty folder of its own.
+class Fmcw : public testing::Test {
+ protected:
+  Fmcw() : folder_(fs::temp_directory_path() / fmt::format("fmcw-test-{}", ::getpid())) {
+    fs::remove_all(folder_);
+    fs::create_directories(folder_);
+  }
+  ~Fmcw() override { fs::remove_all(folder_); }
+
+  std::string path(const std::string& name) const { return (folder_ / name).string(); }
+
+  outcome_t run(const std::string& arguments) const {
+    const std::string command = fmt::format("cd '{}' && '{}' {} >stdout.txt 2>stderr.txt",
+                                            folder_.string(), FMCW_PROGRAM, arguments);
+    const int status = std::system(command.c_str());
+    return {WEXITSTATUS(status), content(path("stdout.txt")), content(path("stderr.txt"))};
+  }
+
+  /// Analyses a capture and returns its JSON without traces.
+  json analyze(const std::string& arguments) const {
+    const auto outcome = run("analyze " + arguments + " --no-traces --json -");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return json::parse(outcome.out, nullptr, false);
+  }
+
+  std::vector<std::complex<float>> samples(const std::string& name) const {
+    const std::string bytes = content(path(name + ".sigmf-data"));
+    std::vector<std::complex<float>> all(bytes.size() / sizeof(std::complex<float>));
+    std::copy(bytes.begin(), bytes.end(), reinterpret_cast<char*>(all.data()));
+    return all;
+  }
+
+  void write(const std::string& name, const std::string& text) const {
+    std::ofstream(path(name), std::ios::binary) << text;
+  }
+
+ private:
+  fs::path folder_;
+};
+
+/// Small captures: 10 MHz rate, ramps of 200 us and 2 MHz, fly-backs of 10 us.
+const std::string small_synth =
+    " --fs 10e6 --ramp 200e-6 --flyback 10e-6 --bandwidth 2e6 --chirps 5";
+const std::string small_analysis =
+    " --set min_chirp_len=100e-6 --set max_chirp_len=300e-6 --set time_gate_len=2e-3";
+
+TEST_F(Fmcw, SynthesisIsReproducible) {
+  ASSERT_EQ(run("synth a --snr 20 --seed 5" + small_synth).status, 0);
+  ASSERT_EQ(run("synth b.sigmf-meta --snr 20 --seed 5" + small_synth).status, 0);
+  ASSERT_EQ(run("synth c --snr 20 --seed 6" + small_synth).status, 0);
+  EXPECT_EQ(content(path("a.sigmf-data")), content(path("b.sigmf-data")));
+  EXPECT_EQ(content(path("a.sigmf-meta")), content(path("b.sigmf-meta")));
+  EXPECT_NE(content(path("a.sigmf-data")), content(path("c.sigmf-data")));
+}
+
+TEST_F(Fmcw, SynthesisAnnotatesEveryWholeChirp) {
+  ASSERT_EQ(run("synth a --offset 1e6 --direction down --duration 1e-3" + small_synth).status, 0);
+  const json meta = json::parse(content(path("a.sigmf-meta")));
+  EXPECT_EQ(meta["global"]["core:datatype"], "cf32_le");
+  EXPECT_EQ(meta["global"]["core:sample_rate"], 10e6);
+  EXPECT_EQ(samples("a").size(), 10000U);
+  const json& annotations = meta["annotations"];
+  ASSERT_EQ(annotations.size(), 4U) << "the fifth ramp ends after the capture";
+  EXPECT_EQ(annotations[1]["core:sample_start"], 2100);
+  EXPECT_EQ(annotations[1]["core:sample_count"], 2000);
+  EXPECT_EQ(annotations[1]["core:freq_lower_edge"], 0.0);
+  EXPECT_EQ(annotations[1]["core:freq_upper_edge"], 2e6);
+  EXPECT_EQ(annotations[1]["core:label"], "down-chirp");
+  EXPECT_EQ(annotations[1]["fmcw:slope"], -1e10);
+}
+
+TEST_F(Fmcw, AnalysisFindsWhatWasSynthesised) {
+  struct shape_case_t {
+    const char* name;
+    std::string synth;
+    std::vector<double> slopes;  // kHz/us
+  };
+  for (const auto& c : {
+           shape_case_t{"rising", "", {10, 10, 10, 10}},
+           shape_case_t{"falling", " --direction down", {-10, -10, -10, -10}},
+           shape_case_t{"noisy", " --snr 40", {10, 10, 10, 10}},
+           shape_case_t{"triangular", " --shape triangle --idle 4e-6 --snr 50", {-10, 10, -10, 10}},
+       }) {
+    ASSERT_EQ(run("synth a --level -20" + small_synth + c.synth).status, 0) << c.name;
+    const json result = analyze("a" + small_analysis)["result"];
+    ASSERT_EQ(result["chirp_results"].size(), c.slopes.size()) << c.name;
+    for (std::size_t i = 0; i < c.slopes.size(); ++i) {
+      const json& chirp = result["chirp_results"][i];
+      EXPECT_NEAR(chirp["slope"].get<double>(), c.slopes[i], 1e-3 * 10) << c.name;
+      EXPECT_NEAR(chirp["power_avg"].get<double>(), -20.0, 0.02) << c.name;
+    }
+  }
+}
+
+TEST_F(Fmcw, SynthesisedImpairmentsShowInTheFigures) {
+  const auto chirp = [&](const std::string& impairment) {
+    EXPECT_EQ(run("synth a --level 0 --impedance 75" + small_synth + impairment).status, 0);
+    return analyze("a --set impedance=75 --set devlength_len=1" +
+                   small_analysis)["result"]["chirp_results"][1];
+  };
+  const json clean = chirp("");
+  EXPECT_NEAR(clean["power_avg"].get<double>(), 0.0, 1e-3);
+  EXPECT_LT(clean["inl_peak"].get<double>(), 1e-4);
+  // Over the share w of a ramp that is measured: RMS of a sine a / sqrt(2), slightly less for the
+  // tilt of its fit; of a parabola of height q: w^2 q sqrt(4 / 45).
+  const auto deviation = [](const json& figures) {
+    return figures["freq_dev_rms"].get<double>() / 2e6;
+  };
+  const double share = clean["length"].get<double>() / 200e-6;
+  EXPECT_NEAR(deviation(chirp(" --sine 0.01 --sine-cycles 8")), 0.01 / std::sqrt(2.0), 1e-4);
+  EXPECT_NEAR(deviation(chirp(" --quadratic 0.01")), share * share * 0.01 * std::sqrt(4.0 / 45.0),
+              5e-5);
+  const json drooping = chirp(" --droop 3");
+  EXPECT_NEAR(drooping["power_pk_dev"].get<double>(), 3.0 * share, 0.02);
+  EXPECT_NEAR(
+      drooping["power_avg"].get<double>(),
+      json::parse(content(path("a.sigmf-meta")))["annotations"][1]["fmcw:power"].get<double>(),
+      0.02);
+  EXPECT_GT(chirp(" --overshoot 0.02 --settling 40e-6")["inl_peak"].get<double>(), 3e-3);
+
+  // Signal to noise ratio, from the samples themselves.
+  ASSERT_EQ(run("synth quiet --level 3" + small_synth).status, 0);
+  ASSERT_EQ(run("synth noisy --level 3 --snr 25" + small_synth).status, 0);
+  const auto quiet = samples("quiet");
+  const auto noisy = samples("noisy");
+  double signal = 0.0;
+  double noise = 0.0;
+  for (std::size_t i = 0; i < quiet.size(); ++i) {
+    signal += std::norm(quiet[i]);
+    noise += std::norm(noisy[i] - quiet[i]);
+  }
+  EXPECT_NEAR(10 * std::log10(signal / noise), 25.0, 0.2);
+}
+
+TEST_F(Fmcw, ReadsEverySampleFormat) {
+  ASSERT_EQ(run("synth a --level 9" + small_synth).status, 0);  // 0.89 V peak
+  const double power = analyze("a" + small_analysis)["result"]["power_avg"].get<double>();
+  struct format_case_t {
+    std::string name;
+    double full_scale, offset;
+    std::size_t bytes;
+  };
+  for (const auto& c : {format_case_t{"ci16_le", 32768, 0, 2}, format_case_t{"ci8", 128, 0, 1},
+                        format_case_t{"cu8", 128, 128, 1}}) {
+    std::string raw;
+    for (const auto z : samples("a")) {
+      for (const float part : {z.real(), z.imag()}) {
+        const auto code = static_cast<std::int32_t>(std::lround(part * c.full_scale + c.offset));
+        raw.append(reinterpret_cast<const char*>(&code), c.bytes);
+      }
+    }
+    write(c.name + ".raw", raw);
+    write(c.name + ".sigmf-data", raw);
+    write(c.name + ".sigmf-meta",
+          fmt::format(R"({{"global": {{"core:datatype": "{}", "core:sample_rate": 10e6}}}})",
+                      c.name));
+    for (const std::string& source :
+         {fmt::format("{0}.raw --format {0} --fs 10e6", c.name), c.name, c.name + ".sigmf-data"}) {
+      const json result = analyze(source + small_analysis)["result"];
+      ASSERT_EQ(result["chirp_total"], 4) << source;
+      EXPECT_NEAR(result["power_avg"].get<double>(), power, 0.02) << source;
+      EXPECT_NEAR(result["chirp_results"][0]["slope"].get<double>(), 10.0, 0.01) << source;
+    }
+  }
+}
+
+TEST_F(Fmcw, WritesEverythingAndNumbersRoundTrip) {
+  ASSERT_EQ(run("synth a --snr 30" + small_synth).status, 0);
+  // A sample of nothing in the second ramp: its lowest power is minus infinity.
+  auto data = content(path("a.sigmf-data"));
+  std::fill_n(data.begin() + 8 * 3200, 8, '\0');
+  write("a.sigmf-data", data);
+  const auto outcome = run("analyze a --json a.json --csv a.csv" + small_analysis);
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_THAT(outcome.err, testing::IsEmpty()) << "progress is for terminals";
+  const json document = json::parse(content(path("a.json")));
+  const json& result = document["result"];
+  EXPECT_EQ(document["settings"]["max_chirp_len"], 300e-6);
+  EXPECT_EQ(document["settings"]["chirp_state_deviation"], true);
+  EXPECT_EQ(document["capture"]["sample_count"], result["time_axis"].size());
+  EXPECT_EQ(result["spectrogram_wincfg"][3].size(), 64U);
+  EXPECT_EQ(result["chirp_intervals"].size(), 4U);
+  EXPECT_TRUE(result["chirp_results"][0]["power_min"].is_null());
+
+  std::istringstream csv(content(path("a.csv")));
+  std::string line;
+  std::getline(csv, line);
+  EXPECT_TRUE(line.starts_with("chirp_id,chirp_no,first_sample,last_sample,start_time,"));
+  for (const json& chirp : result["chirp_results"]) {
+    ASSERT_TRUE(std::getline(csv, line));
+    std::istringstream cells(line);
+    std::vector<std::string> values;
+    for (std::string cell; std::getline(cells, cell, ',');) {
+      values.push_back(cell);
+    }
+    ASSERT_EQ(values.size(), 34U);
+    EXPECT_EQ(std::strtod(values[8].c_str(), nullptr), chirp["slope"].get<double>());
+    EXPECT_EQ(std::strtod(values[14].c_str(), nullptr), chirp["freq_avg"].get<double>());
+  }
+  EXPECT_EQ(run("analyze a --json -" + small_analysis).out, content(path("a.json")));
+  EXPECT_EQ(run("analyze a --csv -" + small_analysis).out, content(path("a.csv")));
+}
+
+TEST_F(Fmcw, PrintsAlignedTables) {
+  ASSERT_EQ(run("synth a" + small_synth).status, 0);
+  const auto chief = run("analyze a" + small_analysis).out;
+  EXPECT_THAT(chief, HasSubstr("slope [kHz/us]"));
+  EXPECT_THAT(chief, HasSubstr("start [us]"));
+  std::istringstream lines(chief);
+  std::string head;
+  std::string row;
+  std::getline(lines, head);
+  std::getline(lines, row);
+  EXPECT_EQ(head.size(), row.size());
+  EXPECT_THAT(run("analyze a --all" + small_analysis).out, HasSubstr("pm_settling_length [s]"));
+  const auto truth = run("analyze a --truth" + small_analysis).out;
+  EXPECT_THAT(truth, HasSubstr("4 of 5 annotated chirps measured"));
+  EXPECT_THAT(truth, HasSubstr("chirp 1 (0 to 200 us): not measured"));
+}
+
+TEST_F(Fmcw, TakesSettingsFromAFileAndTheCommandLine) {
+  ASSERT_EQ(run("synth a" + small_synth).status, 0);
+  write("s.json", R"({"min_chirp_len": 1e-4, "time_gate_len": 0.002, "chirp_count": 2,
+                      "chirp_state_deviation": false, "impedance": 75})");
+  const json document = analyze("a --settings s.json --set chirp_count=3");
+  EXPECT_EQ(document["settings"]["chirp_count"], 3) << "the command line comes last";
+  EXPECT_EQ(document["settings"]["chirp_state_deviation"], false);
+  EXPECT_EQ(document["settings"]["fs"], 10e6) << "the capture's own";
+  EXPECT_EQ(document["result"]["selected_intervals"].size(), 3U);
+}
+
+TEST_F(Fmcw, RefusesWrongCallsAndInputs) {
+  ASSERT_EQ(run("synth a" + small_synth).status, 0);
+  write("odd.raw", "12345");
+  write("empty.raw", "");
+  write("broken.sigmf-meta", "{ not json");
+  const auto meta = [&](const std::string& name, const std::string& global) {
+    write(name + ".sigmf-meta", R"({"global": {)" + global + "}}");
+    fs::copy_file(path("a.sigmf-data"), path(name + ".sigmf-data"));
+  };
+  meta("no_rate", R"("core:datatype": "cf32_le")");
+  meta("zero_rate", R"("core:datatype": "cf32_le", "core:sample_rate": 0)");
+  meta("no_type", R"("core:sample_rate": 1e6)");
+  meta("real_type", R"("core:datatype": "rf32_le", "core:sample_rate": 1e6)");
+  meta("two_channels",
+       R"("core:datatype": "cf32_le", "core:sample_rate": 1e6, "core:num_channels": 2)");
+  write("list.json", "[1, 2]");
+  write("unknown.json", R"({"speed": 3})");
+  write("text.json", R"({"fs": "fast"})");
+  fs::create_directories(path("folder"));
+  struct refusal_t {
+    std::string arguments;
+    int status;
+    std::vector<std::string> named;
+  };
+  const refusal_t refusals[] = {
+      {"", 2, {"subcommand"}},
+      {"fly", 2, {"fly"}},
+      {"analyze", 2, {"CAPTURE"}},
+      {"analyze a --bright", 2, {"--bright"}},
+      {"analyze missing.sigmf-meta", 2, {"missing.sigmf-meta", "cannot be read"}},
+      {"analyze missing", 2, {"missing.sigmf-meta"}},
+      {"analyze folder --fs 1e6 --format ci8", 2, {"folder", "cannot be read"}},
+      {"analyze odd.raw", 2, {"odd.raw", "--fs", "--format"}},
+      {"analyze odd.raw --fs 1e6", 2, {"--format"}},
+      {"analyze odd.raw --fs 1e6 --format cf32_le", 2, {"5 bytes", "multiple of 8"}},
+      {"analyze odd.raw --fs 1e6 --format cf64", 2, {"cf64", "cf32_le, ci16_le, ci8, cu8"}},
+      {"analyze odd.raw --fs 0 --format ci8", 2, {"--fs", "0", "above 0"}},
+      {"analyze odd.raw --fs fast --format ci8", 2, {"fast"}},
+      {"analyze empty.raw --fs 1 --format ci8", 2, {"0 bytes"}},
+      {"analyze broken", 2, {"broken.sigmf-meta", "not JSON"}},
+      {"analyze no_rate", 2, {"core:sample_rate", "missing"}},
+      {"analyze zero_rate", 2, {"core:sample_rate", "0 Hz"}},
+      {"analyze no_type", 2, {"core:datatype", "missing"}},
+      {"analyze real_type", 2, {"rf32_le", "cf32_le"}},
+      {"analyze two_channels", 2, {"core:num_channels", "2"}},
+      {"analyze a --set speed=3", 2, {"speed", "min_chirp_len"}},
+      {"analyze a --set fs", 2, {"'fs'", "name=value"}},
+      {"analyze a --set fs=0", 2, {"fs", "'0'", "above 0"}},
+      {"analyze a --set fs=nan", 2, {"fs", "'nan'"}},
+      {"analyze a --set fs=1e6x", 2, {"fs", "'1e6x'"}},
+      {"analyze a --set impedance=60", 2, {"impedance", "'60'", "50 or 75"}},
+      {"analyze a --set chirp_count=2.5", 2, {"chirp_count", "'2.5'", "whole"}},
+      {"analyze a --set chirp_count=-1", 2, {"chirp_count", "'-1'", "from 1"}},
+      {"analyze a --set from_end=1.5", 2, {"from_end", "0 to 1"}},
+      {"analyze a --set window_overlap=64", 2, {"window_overlap", "64"}},
+      {"analyze a --set from_end=0.7 --set from_start=0.7", 2, {"from_end", "0.7"}},
+      {"analyze a --set min_chirp_len=1", 2, {"min_chirp_len", "max_chirp_len"}},
+      {"analyze a --settings nowhere.json", 2, {"nowhere.json"}},
+      {"analyze a --settings list.json", 2, {"list.json", "object"}},
+      {"analyze a --settings unknown.json", 2, {"unknown.json", "speed"}},
+      {"analyze a --settings text.json", 2, {"fs", "fast"}},
+      {"analyze a --json - --csv -", 2, {"--json", "--csv"}},
+      {"analyze a --json nowhere/x.json", 2, {"nowhere/x.json", "cannot be created"}},
+      {"analyze a --set from_start=1 --json x.json", 1, {"from_start 1", "no span"}},
+      {"synth nowhere/x", 2, {"nowhere/x.sigmf-data"}},
+      {"synth x --bandwidth 200e6 --fs 10e6", 2, {"--bandwidth", "200000000", "5000000"}},
+      {"synth x --ramp 0", 2, {"--ramp", "0", "above 0"}},
+      {"synth x --shape round", 2, {"round", "sawtooth"}},
+      {"synth x --fs 1e15", 2, {"samples"}},
+      {"synth x --chirps 0", 2, {"--chirps"}},
+      {"synth x --chirps -3", 2, {"--chirps"}},
+  };
+  for (const auto& refusal : refusals) {
+    const auto outcome = run(refusal.arguments);
+    EXPECT_EQ(outcome.status, refusal.status) << refusal.arguments;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    for (const auto& word : refusal.named) {
+      EXPECT_THAT(outcome.err, HasSubstr(word)) << refusal.arguments;
+    }
+    EXPECT_FALSE(fs::exists(path("x.json")) || fs::exists(path("x.sigmf-data")))
+        << refusal.arguments;
+  }
+  for (const auto& entry : fs::directory_iterator(path("."))) {
+    EXPECT_THAT(entry.path().filename().string(), testing::Not(HasSubstr(".part")));
+  }
+}
+
+TEST_F(Fmcw, LeavesAnOldFileAloneWhenItFails) {
+  ASSERT_EQ(run("synth a" + small_synth).status, 0);
+  write("old.json", "old");
+  EXPECT_EQ(run("analyze a --set from_start=1 --json old.json").status, 1);
+  EXPECT_EQ(content(path("old.json")), "old");
+  EXPECT_EQ(run("analyze a --json /dev/full --no-traces").status, 1);
+  EXPECT_EQ(run("analyze a --no-traces --json - >/dev/full 2>full.txt #").status, 1);
+}
+
+TEST_F(Fmcw, MeasuresRecordingsMadeByOthers) {
+  const fs::path room = fs::path(FMCW_RECORDINGS) / "real_acoustic_tracked_48k.cf32";
+  const fs::path modulator = fs::path(FMCW_RECORDINGS) / "thirdparty_lora_sf7_x8_8M.cf32";
+  if (!fs::exists(room) || !fs::exists(modulator)) {
+    GTEST_SKIP() << "no recordings in " FMCW_RECORDINGS;
+  }
+  // Five chirps of 0.3 s and 14 kHz end to end; the first has no switching point before it.
+  json chirps =
+      analyze(fmt::format("'{}' --fs 48000 --format cf32_le --set time_gate_len=2 --set "
+                          "min_chirp_len=0.2 --set max_chirp_len=0.4",
+                          room.string()))["result"]["chirp_results"];
+  ASSERT_EQ(chirps.size(), 4U);
+  for (const json& chirp : chirps) {
+    EXPECT_NEAR(chirp["slope"].get<double>(), 4.6666667e-5, 0.005 * 4.6666667e-5);
+  }
+  // Eight preamble chirps of 8192 samples, then symbols of other shapes.
+  const json result =
+      analyze(fmt::format("'{}' --fs 8e6 --format cf32_le --set time_gate_len=1 --set "
+                          "min_chirp_len=0.9e-3 --set max_chirp_len=1.1e-3",
+                          modulator.string()))["result"];
+  ASSERT_GE(result["chirp_results"].size(), 8U);
+  for (std::size_t i = 0; i < 8; ++i) {
+    EXPECT_NEAR(result["chirp_results"][i]["slope"].get<double>(), 0.1220703125, 1e-4 * 0.122);
+    EXPECT_NEAR(result["chirp_intervals"][i][0].get<double>(), 8192.0 * static_cast<double>(i),
+                128.0);
+  }
+}
+
+}  // namespace

@@ -5,6 +5,8 @@ set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/fmcw_demod")
 configure_package_config_file(cmake/fmcw_demodConfig.cmake.in fmcw_demodConfig.cmake
                               INSTALL_DESTINATION "${package_dir}")
 write_basic_package_version_file(fmcw_demodConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+# The pkg-config file finds its prefix from where it lies, so that a prefix may be moved.
+file(RELATIVE_PATH pc_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(cmake/fmcw_demod.pc.in fmcw_demod.pc @ONLY)
 
 install(

@@ -3,6 +3,7 @@
 #include <fmcw_demod/fmcw_demod.h>
 
 #include <limits>
+#include <new>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -55,6 +56,8 @@ TEST(FillInstantaneous, IntegratesEachIntervalFromZero) {
   e.engine.fill_instantaneous(60, {{40, 55}}, time, freq, phase, freq_out);
   EXPECT_EQ(phase.size(), 60U);
   EXPECT_THAT(phase, Each(0.0F));
+  EXPECT_THROW(e.engine.fill_instantaneous(1ULL << 63, {}, time, freq, phase, freq_out),
+               std::bad_alloc);
 }
 
 fmcw_measure_result_t summarize(fmcw_measure_result_t result, float first_start,

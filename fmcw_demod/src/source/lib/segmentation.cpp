@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 
 namespace orn::fmcw_demod_lib {
 
@@ -12,8 +13,10 @@ void FMCWAnalyze::fill_instantaneous(std::uint64_t sample_count,
                                      const std::vector<double>& inst_freq,
                                      std::vector<float>& phase_out,
                                      std::vector<float>& freq_out) const {
-  const auto usable =
-      std::min<std::uint64_t>({sample_count, time_axis.size(), inst_freq.size()});
+  const auto usable = std::min<std::uint64_t>({sample_count, time_axis.size(), inst_freq.size()});
+  if (sample_count > std::vector<double>().max_size()) {
+    throw std::bad_alloc();
+  }
   std::vector<double> phase(sample_count, 0.0);
   for (const auto& [first, last] : intervals) {
     if (first >= last || last >= usable) {

@@ -1,5 +1,6 @@
 #include <fmcw_demod/basefunc.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <new>
@@ -49,6 +50,13 @@ TEST(TriangularWindow, DoubleVariantKeepsItsSinglePrecisionParts) {
             static_cast<double>(1.0F / 6.0F) /
                 static_cast<double>(2.0F * (1.0F / 6.0F + 3.0F / 6.0F + 5.0F / 6.0F)));
   EXPECT_EQ(generate_triang_window_double(5)[0], (2.0 / 6.0) / 3.0);
+  for (int n = 3; n < 200; n += 2) {
+    float sum = 0.0F;
+    for (int i = 1; i <= n; ++i) {
+      sum = static_cast<float>(sum + 2.0 * std::min(i, n + 1 - i) / (n + 1));
+    }
+    ASSERT_EQ(generate_triang_window_double(n)[0], 2.0 / (n + 1) / static_cast<double>(sum)) << n;
+  }
   EXPECT_NE(generate_triang_window_double(37)[4],
             static_cast<double>(generate_triang_window(37)[4]));
 }

@@ -77,13 +77,28 @@ TEST(BoundaryDetection, FindsTheTurnWhereTheSmoothedSlopeChangesSign) {
 TEST(BoundaryDetection, WantsBothNeighboursClearlyOffZero) {
   // A symmetric turn smooths to exactly zero at its middle: the product is no sign change.
   EXPECT_THAT(detect(bent(3000, 1500, 1e6, -1e6)).boundaries, ElementsAre(2999));
-  // Near the crossing the smoothed slope moves by about 1.6e-2 of the step per sample: with 2e4 and
-  // 1e4 Hz/s one neighbour lies within 100 Hz/s of zero, a hundred times that is clear of it.
-  const auto found = [](double scale) {
-    return detect(bent(3000, 1500, scale, -2.0 * scale)).boundaries.size() - 1;
-  };
-  EXPECT_EQ(found(1e3), 0U);
-  EXPECT_EQ(found(1e5), 1U);
+  // Near the crossing the smoothed slope moves by a few percent of the slope per sample: in this
+  // range either neighbour, both or none of them come closer to zero than 100 Hz/s.
+  std::size_t only_left_clear = 0;
+  std::size_t only_right_clear = 0;
+  std::size_t found = 0;
+  for (int step = 0; step < 200; ++step) {
+    const double slope = 4e3 + 80.0 * step;
+    const auto d = detect(bent(3000, 1500, slope, -slope * (1.5 + 0.5 * (step % 5))));
+    std::size_t i = 1;
+    while (d.slope_smooth[i] * d.slope_smooth[i - 1] >= 0) {
+      ++i;
+    }
+    const bool left_clear = std::abs(d.slope_smooth[i - 1]) > 100.0F;
+    const bool right_clear = std::abs(d.slope_smooth[i]) > 100.0F;
+    ASSERT_EQ(d.boundaries.size(), left_clear && right_clear ? 2U : 1U) << slope;
+    only_left_clear += left_clear && !right_clear ? 1 : 0;
+    only_right_clear += right_clear && !left_clear ? 1 : 0;
+    found += d.boundaries.size() - 1;
+  }
+  EXPECT_GT(only_left_clear, 0U);
+  EXPECT_GT(only_right_clear, 0U);
+  EXPECT_GT(found, 0U);
 }
 
 TEST(BoundaryDetection, SkipsNaN) {

@@ -81,6 +81,16 @@ TEST(Analysis, FillsTheTracesOfTheWholeCapture) {
   EXPECT_TRUE(result.instantaneous_phase.empty());
 }
 
+TEST(Analysis, TimeAxisDividesInDouble) {
+  auto config = sawtooth.config();
+  config.fs = 1e7 / 3.0;  // no float
+  const auto result = engine_t(config, sawtooth.stream()).analyze();
+  ASSERT_EQ(result.time_axis.size(), sawtooth.count);
+  for (std::size_t i = 0; i < sawtooth.count; ++i) {
+    ASSERT_EQ(result.time_axis[i], static_cast<float>(static_cast<double>(i) / config.fs)) << i;
+  }
+}
+
 TEST(Analysis, PowerTraceIsSinglePrecisionThroughout) {
   auto stream = sawtooth.stream();
   stream.samples[0] = {0.0F, 0.0F};
@@ -136,6 +146,7 @@ TEST(Analysis, KeepsAndClearsWhatItShouldInAUsedRecord) {
   EXPECT_THAT(used.chirp_intervals, IsEmpty());
   EXPECT_THAT(used.stable_intervals, IsEmpty());
   EXPECT_THAT(used.chirp_freq_fit, IsEmpty());
+  EXPECT_THAT(used.chirp_phi_fit, IsEmpty());
   EXPECT_EQ(used.chirp_freq_dev, first.chirp_freq_dev);
   EXPECT_EQ(used.frame_power, first.frame_power);
   EXPECT_EQ(used.chirp_time_axis, first.chirp_time_axis);
@@ -186,6 +197,19 @@ TEST(Analysis, CarriesTheSelectionPastSkippedChirps) {
   EXPECT_THAT(result.chirp_freq_fit, IsEmpty());
   EXPECT_NEAR(result.first_chirp_start, 216.4F, 6.4F);
 
+  // The last candidate ends two samples before the frame's last one, which has no slope: it may be
+  // widened by one sample, not by two.
+  config.advanced.analysis_exclude = 0.0;
+  result = engine_t(config, sawtooth.stream()).analyze();
+  ASSERT_EQ(result.chirp_results.size(), 4U);
+  const auto [first, last] = result.chirp_intervals[3];
+  const auto length = static_cast<double>(last - first + 1);
+  EXPECT_EQ(last, sawtooth.count - 3);
+  config.advanced.analysis_exclude = -1.5 / length;
+  EXPECT_EQ(engine_t(config, sawtooth.stream()).analyze().chirp_results.size(), 4U);
+  config.advanced.analysis_exclude = -2.5 / length;
+  EXPECT_EQ(engine_t(config, sawtooth.stream()).analyze().chirp_results.size(), 3U);
+
   // Widened by 8 %, all but the last candidate, whose end leaves the frame, are measured.
   config.advanced.analysis_exclude = -0.08;
   result = engine_t(config, sawtooth.stream()).analyze();
@@ -226,6 +250,7 @@ TEST(Analysis, ShowsTheDisplayChirpOfTheFirstFrame) {
 TEST(Analysis, CutsTheCaptureIntoFrames) {
   auto config = sawtooth.config();
   config.advanced.time_gate_len = 450e-6;  // 4499 samples, two frames of the capture's 1 ms
+  config.advanced.st_config = fmcw_st_config_t::fixed_exclusion;
   engine_t e(config, sawtooth.stream());
   EXPECT_EQ(e.parameters.analysis_range, (fmcw_analysis_range_t{0, 10000, 4499, 2}));
   const auto result = e.analyze();
@@ -235,7 +260,7 @@ TEST(Analysis, CutsTheCaptureIntoFrames) {
     EXPECT_EQ(result.chirp_results[i].chirp_no, 0U);
     EXPECT_EQ(result.chirp_results[i].chirp_id, i + 1);
     EXPECT_EQ(result.chirp_results[i].switching_time, 0.0);
-    EXPECT_LT(result.chirp_results[i].start_time, 10e-6);
+    EXPECT_NEAR(result.chirp_results[i].start_time, 0.05 * 192e-6, 1e-6);
   }
   EXPECT_EQ(result.frame_power.size(), 4499U);
   EXPECT_THAT(result.stable_intervals, ElementsAre(result.chirp_intervals[0]));
@@ -265,9 +290,22 @@ TEST(Analysis, KeepsCandidatesStrictlyBetweenTheLimits) {
   const auto first = static_cast<std::size_t>(std::lround(shown.first_chirp_start * 10.0F));
   const double duration = shown.time_axis[first + samples + 1] - shown.time_axis[first];
   EXPECT_GT(candidates(std::nextafter(duration, 0.0), 1.0), 0U);
-  const auto above = candidates(duration, 1.0);
-  const auto from = candidates(std::nextafter(duration, 0.0), 1.0);
-  EXPECT_LT(above, from);
+  EXPECT_LT(candidates(duration, 1.0), candidates(std::nextafter(duration, 0.0), 1.0));
+  EXPECT_LT(candidates(0.0, duration), candidates(0.0, std::nextafter(duration, 1.0)));
+}
+
+TEST(Analysis, SurvivesACandidateOfOneSampleOnDisplay) {
+  // With a negative lower limit the last boundary and the frame's end may be neighbours.
+  auto small = sawtooth;
+  for (small.count = 2000; small.count < 2150; ++small.count) {
+    auto config = small.config();
+    config.advanced.min_chirp_len = -1.0;
+    config.display_chirpNO = 99;
+    engine_t e(config, small.stream());
+    const auto result = e.analyze();
+    ASSERT_EQ(result.summary_valid, 1U) << small.count;
+    ASSERT_EQ(result.chirp_power.size(), result.chirp_time_axis.size()) << small.count;
+  }
 }
 
 /// Records and samples that no host should pass, and every host might.

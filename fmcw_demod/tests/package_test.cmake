@@ -1,7 +1,8 @@
 # Installs the build into a prefix of its own, then builds README's example against it twice, by CMake
 # package and by pkg-config, and runs both.
 #
-# cmake -D BUILD=... -D SOURCE=... -D WORK=... -D CXX=... -D FLAGS=... -P package_test.cmake
+# cmake -D BUILD=... -D SOURCE=... -D WORK=... -D CXX=... -D FLAGS=... -D GENERATOR=... \
+#   -P package_test.cmake
 function(run)
   execute_process(COMMAND ${ARGN} OUTPUT_VARIABLE out ERROR_VARIABLE out RESULT_VARIABLE status)
   if(NOT status EQUAL 0)
@@ -32,7 +33,7 @@ add_executable(host host.cpp)
 target_link_libraries(host PRIVATE fmcw_demod::fmcw_demod)
 ")
 
-run(${CMAKE_COMMAND} -S "${WORK}" -B "${WORK}/build" "-DCMAKE_PREFIX_PATH=${WORK}/prefix"
+run(${CMAKE_COMMAND} -G "${GENERATOR}" -S "${WORK}" -B "${WORK}/build" "-DCMAKE_PREFIX_PATH=${WORK}/prefix"
     "-DCMAKE_CXX_COMPILER=${CXX}" "-DCMAKE_CXX_FLAGS=${FLAGS}")
 run(${CMAKE_COMMAND} --build "${WORK}/build")
 run("${WORK}/build/host")

@@ -45,9 +45,10 @@ class Fmcw : public testing::Test {
 
   std::string path(const std::string& name) const { return (folder_ / name).string(); }
 
-  outcome_t run(const std::string& arguments) const {
-    const std::string command = fmt::format("cd '{}' && '{}' {} >stdout.txt 2>stderr.txt",
-                                            folder_.string(), FMCW_PROGRAM, arguments);
+  /// before  shell commands ahead of the program's
+  outcome_t run(const std::string& arguments, const std::string& before = "") const {
+    const std::string command = fmt::format("cd '{}' && {} '{}' {} >stdout.txt 2>stderr.txt",
+                                            folder_.string(), before, FMCW_PROGRAM, arguments);
     const int status = std::system(command.c_str());
     return {WEXITSTATUS(status), content(path("stdout.txt")), content(path("stderr.txt"))};
   }
@@ -135,6 +136,10 @@ TEST_F(Fmcw, SynthesisedImpairmentsShowInTheFigures) {
                    small_analysis)["result"]["chirp_results"][1];
   };
   const json clean = chirp("");
+  const json interval =
+      analyze("a --set devlength_len=1" + small_analysis)["result"]["chirp_intervals"][1];
+  const double middle = (interval[0].get<double>() + interval[1].get<double>()) / 2 - 2 * 2100;
+  EXPECT_NEAR(clean["freq_avg"].get<double>(), -1e6 + middle * 1e3, 50.0);
   EXPECT_NEAR(clean["power_avg"].get<double>(), 0.0, 1e-3);
   EXPECT_LT(clean["inl_peak"].get<double>(), 1e-4);
   // Over the share w of a ramp that is measured: RMS of a sine a / sqrt(2), slightly less for the
@@ -197,6 +202,25 @@ TEST_F(Fmcw, ReadsEverySampleFormat) {
       EXPECT_NEAR(result["power_avg"].get<double>(), power, 0.02) << source;
       EXPECT_NEAR(result["chirp_results"][0]["slope"].get<double>(), 10.0, 0.01) << source;
     }
+  }
+}
+
+TEST_F(Fmcw, ScalesIntegersToOne) {
+  struct scale_case_t {
+    std::string name, sample;
+    double volts;
+  };
+  for (const auto& c : {scale_case_t{"ci16_le", std::string("\x00\x40\x00\x00", 4), 0.5},
+                        scale_case_t{"ci8", std::string("\xC0\x00", 2), 0.5},
+                        scale_case_t{"cu8", std::string("\xC0\x80", 2), 0.5},
+                        scale_case_t{"cu8", std::string("\x00\x80", 2), 1.0}}) {
+    std::string raw;
+    for (int i = 0; i < 100; ++i) {
+      raw += c.sample;
+    }
+    write("constant.raw", raw);
+    const json result = analyze("constant.raw --fs 1e6 --format " + c.name)["result"];
+    EXPECT_NEAR(result["power_avg"].get<double>(), 10 + 20 * std::log10(c.volts), 1e-5) << c.name;
   }
 }
 
@@ -357,6 +381,12 @@ TEST_F(Fmcw, LeavesAnOldFileAloneWhenItFails) {
   write("old.json", "old");
   EXPECT_EQ(run("analyze a --set from_start=1 --json old.json").status, 1);
   EXPECT_EQ(content(path("old.json")), "old");
+  const auto cut_short = run("analyze a --json old.json", "trap '' XFSZ; ulimit -f 16;");
+  EXPECT_EQ(cut_short.status, 1);
+  EXPECT_THAT(cut_short.err, HasSubstr("old.json: not everything could be written"));
+  EXPECT_EQ(content(path("old.json")), "old");
+  EXPECT_EQ(run("synth b" + small_synth, "trap '' XFSZ; ulimit -f 16;").status, 1);
+  EXPECT_FALSE(fs::exists(path("b.sigmf-data")) || fs::exists(path("b.sigmf-meta")));
   EXPECT_EQ(run("analyze a --json /dev/full --no-traces").status, 1);
   EXPECT_EQ(run("analyze a --no-traces --json - >/dev/full 2>full.txt #").status, 1);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <fmcw_demod/export.h>
+#include <fmcw_demod/types.h>
 
 #include <vector>
 
@@ -65,5 +66,22 @@ FMCW_DEMOD_EXPORT std::vector<float> polyfit_1(const std::vector<float>& absciss
 /// `input` and may be the same vector. A NaN spoils every element after it.
 FMCW_DEMOD_EXPORT void mm_unwrap(std::vector<float>& input, std::vector<float>& output);
 FMCW_DEMOD_EXPORT void mm_unwrap(std::vector<double>& input, std::vector<double>& output);
+
+/// Power of a block of samples and of each bin of its spectrum.
+///
+/// signal     N samples; none: the outputs stay as they were
+/// freq       replaced by N bin frequencies [Hz], ascending from about -fs / 2
+/// power_db   replaced by N bin powers 10 log10((|X| / N)^2 / impedance * 1000) [dBm], -infinity
+/// for
+///            an empty bin
+/// fs         sample rate [Hz]
+/// impedance  reference [ohm]; 0 or less: powers are not divided
+///
+/// Returns the total power [dBm], the mean of |x|^2 by Parseval's relation; -infinity for no
+/// samples or silence.
+FMCW_DEMOD_EXPORT float calculate_channel_power_db(const std::vector<sample_t>& signal,
+                                                   std::vector<float>& freq,
+                                                   std::vector<float>& power_db, float fs,
+                                                   float impedance);
 
 }  // namespace orn::fmcw_demod_lib::basefunc

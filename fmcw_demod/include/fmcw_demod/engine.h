@@ -41,6 +41,26 @@ class FMCW_DEMOD_EXPORT FMCWAnalyze {
   void compute_stft_wincfg(const std::vector<sample_t>& signal, float fs,
                            const fmcw_window_config_t& window, fmcw_measure_result_t& result) const;
 
+  /// Spectrogram [dB] of Hamming-windowed segments of 256 samples, 6 samples apart, with the
+  /// strongest frequency of each; for hosts, no analysis calls it.
+  ///
+  /// result  `spectrogram` gets floor((N - 256) / 6) + 1 rows, `spectrogram_freq_axis` [Hz],
+  ///         `spectrogram_time_axis` [s], `spectrogram_peak_freq` [Hz] and `spectrogram_phase_inst`
+  ///         [rad], the integral of the peak frequencies, go with it. With fewer than 256 samples
+  ///         the first three are emptied and the last two stay.
+  void compute_spectrogram(const std::vector<sample_t>& signal, float fs,
+                           fmcw_measure_result_t& result) const;
+
+  /// Spectrum [dB] of the first 1024 samples, or of all if there are fewer; for hosts.
+  ///
+  /// freq          replaced by the bin frequencies [Hz], negative first
+  /// magnitude_db  replaced by the levels 20 log10(|X| + 1e-12), X Hamming-windowed and
+  /// unnormalised
+  ///
+  /// Without samples both stay as they were.
+  void compute_psd(const std::vector<sample_t>& signal, float fs, std::vector<float>& freq,
+                   std::vector<float>& magnitude_db) const;
+
   /// Instantaneous frequency [Hz] and unwrapped phase [rad] of the capture, one element per sample
   /// each. The frequency is the phase's gradient, central inside and one-sided at both ends; 0 for
   /// a single sample. `fs` [Hz] may be zero (all-zero frequency) or negative (mirrored).

@@ -1,0 +1,173 @@
+#include <fmcw_demod/configure_manager.h>
+
+namespace orn::fmcw_demod_lib {
+
+using manager_t = fmcw_demod_configure_manager_t;
+
+// The one rule of every setter: equality first, then the range. A range test states what it
+// rejects, so that a NaN passes.
+template <class Value>
+bool manager_t::store(Value& setting, const Value& value, bool rejected) {
+  if (setting == value || rejected) {
+    return false;
+  }
+  setting = value;
+  return true;
+}
+
+bool manager_t::store_time(double& setting, double value, bool rejected) {
+  const bool stored = store(setting, value, rejected);
+  if (stored) {
+    enforce_time_limits();
+  }
+  return stored;
+}
+
+template <class Value>
+bool manager_t::store_window(Value& setting, const Value& value, bool rejected) {
+  const bool stored = store(setting, value, rejected);
+  if (stored) {
+    enforce_devlength_limits();
+  }
+  return stored;
+}
+
+void manager_t::enforce_time_limits() {
+  fmcw_advanced_config_t& a = settings_.advanced;
+  if (a.from_start + a.from_end > 1.0) {
+    a.from_end = 1.0 - a.from_start;
+  }
+  if (a.min_chirp_len > a.max_chirp_len) {
+    a.min_chirp_len = a.max_chirp_len;
+  }
+  if (a.time_gate_len > a.meas_time) {
+    a.time_gate_len = a.meas_time;
+  }
+}
+
+void manager_t::enforce_devlength_limits() {
+  fmcw_advanced_config_t& a = settings_.advanced;
+  if (a.devlength_ref != fmcw_devlength_ref_t::absolute) {
+    return;
+  }
+  if (a.devlength_offset_begin < 0.0) {
+    a.devlength_offset_begin = 0.0;
+  }
+  if (a.devlength_offset_end < 0.0) {
+    a.devlength_offset_end = 0.0;
+  }
+}
+
+void manager_t::init() {
+  manager_t fresh;
+  fresh.settings_.chirp_detect = settings_.chirp_detect;
+  fresh.settings_.chirp_set = settings_.chirp_set;
+  *this = fresh;
+}
+
+fmcw_demod_config_t manager_t::get_demod_config() const {
+  fmcw_demod_config_t config = settings_;
+  config.impedance = impedance_ == fmcw_impedance_t::ohm_50 ? 50.0 : 75.0;
+  return config;
+}
+
+bool manager_t::operator==(const manager_t& other) const {
+  return impedance_ == other.impedance_ && settings_ == other.settings_;
+}
+
+bool manager_t::is_chirp_index_valid(unsigned index) const {
+  return index < settings_.advanced.chirp_start + settings_.advanced.chirp_count;
+}
+
+// clang-format off: a setting's acceptance rule on one line
+bool manager_t::set_signal_mode(fmcw_signal_mode_t v) { return store(settings_.signal_mode, v); }
+bool manager_t::set_iq_map(fmcw_iq_map_t v) { return store(settings_.iq_map, v); }
+bool manager_t::set_chirp_detect(fmcw_chirp_detect_t v) { return store(settings_.chirp_detect, v); }
+bool manager_t::set_chirp_set(fmcw_chirp_set_t v) { return store(settings_.chirp_set, v); }
+bool manager_t::set_freq_center(double v) { return store(settings_.freq_center, v, v <= 0.0); }
+bool manager_t::set_fs(double v) { return store(settings_.fs, v, v <= 0.0); }
+bool manager_t::set_impedance(fmcw_impedance_t v) { return store(impedance_, v); }
+bool manager_t::set_window_length(std::uint32_t v) {
+  return store(settings_.advanced.window.window_length, v, v < 2);
+}
+bool manager_t::set_window_overlap(std::uint32_t v) {
+  return store(settings_.advanced.window.window_overlap, v, v >= get_window_length());
+}
+bool manager_t::set_chirp_start(std::uint32_t v) {
+  return store(settings_.advanced.chirp_start, v);
+}
+bool manager_t::set_chirp_config(const fmcw_chirp_config_t& v) {
+  return store(settings_.advanced.chirp, v);
+}
+bool manager_t::set_time_auto_mode(fmcw_auto_detect_t v) {
+  return store(settings_.advanced.time_auto_mode, v);
+}
+bool manager_t::set_meas_time(double v) {
+  return store_time(settings_.advanced.meas_time, v, v <= 0.0);
+}
+bool manager_t::set_time_gate_len(double v) {
+  return store_time(settings_.advanced.time_gate_len, v, v <= 0.0);
+}
+bool manager_t::set_time_gate_start(double v) {
+  return store_time(settings_.advanced.time_gate_start, v, v < 0.0);
+}
+bool manager_t::set_min_chirp_len(double v) {
+  return store_time(settings_.advanced.min_chirp_len, v, v < 0.0);
+}
+bool manager_t::set_max_chirp_len(double v) {
+  return store_time(settings_.advanced.max_chirp_len, v, v < 0.0);
+}
+bool manager_t::set_from_start(double v) {
+  return store_time(settings_.advanced.from_start, v, v < 0.0 || v > 1.0);
+}
+bool manager_t::set_from_end(double v) {
+  return store_time(settings_.advanced.from_end, v, v < 0.0 || v > 1.0);
+}
+bool manager_t::set_st_config(fmcw_st_config_t v) { return store(settings_.advanced.st_config, v); }
+bool manager_t::set_analysis_exclude(double v) {
+  return store(settings_.advanced.analysis_exclude, v, v < 0.0 || v > 1.0);
+}
+bool manager_t::set_devlength_ref(fmcw_devlength_ref_t v) {
+  return store_window(settings_.advanced.devlength_ref, v);
+}
+bool manager_t::set_devlength_len(double v) {
+  return store_window(settings_.advanced.devlength_len, v, v < 0.0 || v > 1.0);
+}
+bool manager_t::set_devlength_offset_begin(double v) {
+  return store_window(settings_.advanced.devlength_offset_begin, v);
+}
+bool manager_t::set_devlength_offset_end(double v) {
+  return store_window(settings_.advanced.devlength_offset_end, v);
+}
+bool manager_t::set_chirp_state_deviation(bool v) {
+  return store(settings_.devsetting.chirp_state_deviation, v);
+}
+bool manager_t::set_fm_settling_tol(double v) {
+  return store(settings_.devsetting.fm_settling_tol, v, v < 0.0);
+}
+bool manager_t::set_pm_settling_tol(double v) {
+  return store(settings_.devsetting.pm_settling_tol, v, v < 0.0);
+}
+bool manager_t::set_phase_noise_start(std::uint32_t v) {
+  return store(settings_.devsetting.phase_noise_start, v);
+}
+bool manager_t::set_phase_noise_end(std::uint32_t v) {
+  return store(settings_.devsetting.phase_noise_end, v);
+}
+bool manager_t::set_display_region(fmcw_display_region_t v) {
+  return store(settings_.display_region, v);
+}
+bool manager_t::set_display_chirpNO(std::uint32_t v) {
+  return store(settings_.display_chirpNO, v, !is_chirp_index_valid(v));
+}
+// clang-format on
+
+bool manager_t::set_chirp_count(std::uint32_t v) {
+  if (v == 0) {
+    return false;
+  }
+  settings_.advanced.chirp_count = v;  // without the equality test of the others
+  return true;
+}
+
+}  // namespace orn::fmcw_demod_lib

@@ -48,17 +48,15 @@ struct analyzer_handle_t {
   ~analyzer_handle_t() { destroy_fmcw_analyzer(&handle); }
 };
 
-fmcw_demod_config_t record_for(const analyze_call_t& call, const capture_t& capture) {
-  fmcw_demod_config_t config;
-  config.fs = capture.sample_rate;
-  if (!call.settings_file.empty()) {
-    apply_settings_file(call.settings_file, config);
+/// The settings of the call over the capture's rate, with a note on stderr for each that a limit
+/// moved.
+manager_t settings_for(const analyze_call_t& call, const capture_t& capture) {
+  manager_t manager;
+  manager.set_fs(capture.sample_rate);
+  for (const std::string& note : apply_settings(call.settings, manager)) {
+    std::cerr << "fmcw: " << note << '\n';
   }
-  for (const std::string& assignment : call.assignments) {
-    apply_assignment(assignment, config);
-  }
-  check_together(config);
-  return config;
+  return manager;
 }
 
 void check(int code, const char* step, const ErrorMsg& error) {
@@ -86,15 +84,6 @@ void run(capture_t& capture, const fmcw_demod_config_t& config, fmcw_measure_res
   }
 }
 
-template <class Write>
-void write_file(const std::string& path, Write write) {
-  if (!path.empty()) {
-    output_file_t file(path);
-    write(file.stream());
-    file.commit();
-  }
-}
-
 }  // namespace
 
 void analyze(const analyze_call_t& call) {
@@ -102,15 +91,19 @@ void analyze(const analyze_call_t& call) {
     throw input_error("--json and --csv cannot both be '-'; standard output takes one of them");
   }
   capture_t capture = read_capture(call.capture, call.raw);
-  const fmcw_demod_config_t config = record_for(call, capture);
+  const manager_t settings = settings_for(call, capture);
   fmcw_measure_result_t result;
-  run(capture, config, result);
+  run(capture, settings.get_demod_config(), result);
 
-  const analysis_t analysis{capture, config, result};
-  write_file(call.json_file,
-             [&](std::ostream& out) { write_json(out, analysis, !call.without_traces); });
-  write_file(call.csv_file, [&](std::ostream& out) { write_csv(out, analysis); });
+  const analysis_t analysis{capture, settings, result};
+  write_output(call.json_file,
+               [&](std::ostream& out) { write_json(out, analysis, !call.without_traces); });
+  write_output(call.csv_file, [&](std::ostream& out) { write_csv(out, analysis); });
   if (call.json_file != "-" && call.csv_file != "-") {
+    if (call.report) {
+      std::cout << result;
+      return;
+    }
     if (call.against_truth) {
       print_against_truth(std::cout, analysis);
     } else {

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "capture.h"
+#include "settings.h"
 
 #include <string>
-#include <vector>
 
 namespace fmcw_cli {
 
@@ -11,10 +11,10 @@ namespace fmcw_cli {
 struct analyze_call_t {
   std::string capture;
   raw_format_t raw;
-  std::string settings_file;
-  std::vector<std::string> assignments;
+  settings_source_t settings;
   bool all_fields = false;
   bool against_truth = false;
+  bool report = false;
   bool without_traces = false;
   std::string json_file;
   std::string csv_file;

@@ -1,5 +1,7 @@
 #include "analyze.h"
 #include "errors.h"
+#include "settings.h"
+#include "spectrum.h"
 #include "synth.h"
 
 #include <iostream>
@@ -11,28 +13,34 @@
 namespace {
 
 using fmcw_cli::analyze_call_t;
+using fmcw_cli::spectrum_call_t;
 using fmcw_cli::transmitter_t;
 
 constexpr int run_failed = 1;
 constexpr int wrong_call = 2;
 
+void describe_capture(CLI::App& command, std::string& capture, fmcw_cli::raw_format_t& raw) {
+  command
+      .add_option("CAPTURE", capture, "SigMF recording (either file or the stem), or raw samples")
+      ->required();
+  command.add_option("--fs", raw.sample_rate, "Sample rate of raw samples [Hz]");
+  command.add_option("--format", raw.datatype,
+                     "Format of raw samples: " + fmcw_cli::datatype_names());
+}
+
 void describe_analyze(CLI::App& app, analyze_call_t& call) {
   CLI::App* const command =
       app.add_subcommand("analyze", "Find and measure the chirps of a capture");
+  describe_capture(*command, call.capture, call.raw);
+  command->add_option("--settings", call.settings.file, "JSON file of settings, {\"name\": value}");
   command
-      ->add_option("CAPTURE", call.capture,
-                   "SigMF recording (either file or the stem), or raw samples")
-      ->required();
-  command->add_option("--fs", call.raw.sample_rate, "Sample rate of raw samples [Hz]");
-  command->add_option("--format", call.raw.datatype,
-                      "Format of raw samples: " + fmcw_cli::datatype_names());
-  command->add_option("--settings", call.settings_file, "JSON file of settings, {\"name\": value}");
-  command->add_option("--set", call.assignments, "One setting, name=value; may be repeated")
+      ->add_option("--set", call.settings.assignments, "One setting, name=value; may be repeated")
       ->allow_extra_args(false)
       ->take_all();
   command->add_flag("--all", call.all_fields, "Show every field of every chirp");
   command->add_flag("--truth", call.against_truth,
                     "Compare with the chirps annotated in a synthetic recording");
+  command->add_flag("--report", call.report, "Print the library's own text of the result instead");
   command->add_option("--json", call.json_file, "Write everything as JSON ('-': standard output)");
   command->add_option("--csv", call.csv_file, "Write the chirps as CSV ('-': standard output)");
   command->add_flag("--no-traces", call.without_traces,
@@ -88,6 +96,30 @@ void describe_synth(CLI::App& app, transmitter_t& t, std::string& out) {
   command->callback([&t, &out] { fmcw_cli::synth(t, out); });
 }
 
+void describe_spectrum(CLI::App& app, spectrum_call_t& call) {
+  CLI::App* const command = app.add_subcommand("spectrum", "Write a spectrum of a capture");
+  describe_capture(*command, call.capture, call.raw);
+  command
+      ->add_option(
+          "--kind", call.kind,
+          "single (of the first 1024 samples), fixed (spectrogram of 256-sample windows) or "
+          "channel-power")
+      ->check(CLI::IsMember({"single", "fixed", "channel-power"}))
+      ->capture_default_str();
+  command->add_option("--impedance", call.impedance, "Load for channel power [ohm]")
+      ->capture_default_str();
+  command->add_option("--csv", call.csv_file, "Write CSV ('-': standard output, the default)");
+  command->add_option("--json", call.json_file, "Write JSON ('-': standard output)");
+  command->callback([&call] { fmcw_cli::spectrum(call); });
+}
+
+void describe_settings(CLI::App& app, bool& as_json) {
+  CLI::App* const command =
+      app.add_subcommand("settings", "Show every setting with default, unit, limits and meaning");
+  command->add_flag("--json", as_json, "As JSON");
+  command->callback([&as_json] { fmcw_cli::print_settings(as_json); });
+}
+
 int fail(int status, const std::string& message) {
   std::string line = message;
   for (char& c : line) {
@@ -110,9 +142,14 @@ int main(int argc, char** argv) {
     transmitter_t transmitter;
     std::string out;
     describe_synth(app, transmitter, out);
+    spectrum_call_t spectrum_call;
+    describe_spectrum(app, spectrum_call);
+    bool settings_as_json = false;
+    describe_settings(app, settings_as_json);
     const auto is_named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
     if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_named).empty()) {
-      throw fmcw_cli::input_error("there is no command '{}'; allowed are analyze, synth", argv[1]);
+      throw fmcw_cli::input_error(
+          "there is no command '{}'; allowed are analyze, spectrum, settings, synth", argv[1]);
     }
     try {
       app.parse(argc, argv);

@@ -30,4 +30,14 @@ class output_file_t {
   std::ofstream file_;
 };
 
+/// Writes a whole file by `write(stream)`; an empty path writes nothing.
+template <class Write>
+void write_output(const std::string& path, Write write) {
+  if (!path.empty()) {
+    output_file_t file(path);
+    write(file.stream());
+    file.commit();
+  }
+}
+
 }  // namespace fmcw_cli

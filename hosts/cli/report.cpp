@@ -161,15 +161,16 @@ ordered_json json_of(const chirp_t& chirp) {
   return object;
 }
 
-ordered_json json_of_settings(const orn::fmcw_demod_lib::fmcw_demod_config_t& config) {
+ordered_json json_of_settings(const manager_t& manager) {
   ordered_json object;
   for (const setting_t& setting : settings()) {
-    const double value = setting.get(config);
+    const double value = setting.get(manager);
     switch (setting.kind) {
       case setting_t::kind_t::real:
         object[std::string(setting.name)] = value;
         break;
       case setting_t::kind_t::whole:
+      case setting_t::kind_t::impedance:
         object[std::string(setting.name)] = static_cast<std::int64_t>(value);
         break;
       case setting_t::kind_t::flag:
@@ -316,7 +317,7 @@ void write_json(std::ostream& out, const analysis_t& analysis, bool with_traces)
                           {"sample_rate", analysis.capture.sample_rate},
                           {"sample_count", analysis.capture.signal.samples.size()}};
   const ordered_json document = {{"capture", std::move(capture)},
-                                 {"settings", json_of_settings(analysis.config)},
+                                 {"settings", json_of_settings(analysis.settings)},
                                  {"result", std::move(result)}};
   out << document << '\n';
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "capture.h"
+#include "settings.h"
 
 #include <fmcw_demod/fmcw_demod.h>
 
@@ -11,7 +12,7 @@ namespace fmcw_cli {
 /// One analysis with what it was made from. The result's chirps and intervals go together.
 struct analysis_t {
   const capture_t& capture;
-  const orn::fmcw_demod_lib::fmcw_demod_config_t& config;
+  const manager_t& settings;
   const orn::fmcw_demod_lib::fmcw_measure_result_t& result;
 };
 

@@ -2,43 +2,43 @@
 
 #include <fmcw_demod/fmcw_demod.h>
 
-#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace fmcw_cli {
 
-/// One field of the configuration record that a user may set. Every field's values are exact as
-/// doubles.
+using manager_t = orn::fmcw_demod_lib::fmcw_demod_configure_manager_t;
+
+/// One setting as a user sees it, by the name of its field in the configuration record. The value
+/// of every kind is exact as a double.
 struct setting_t {
-  enum class kind_t { real, whole, flag };
+  enum class kind_t { real, whole, impedance, flag };
 
-  std::string_view name;  ///< the record's own
+  std::string_view name;
   kind_t kind;
-  double lowest;   ///< smallest allowed value
-  double highest;  ///< largest allowed value
-  bool above;      ///< whether `lowest` itself is out
+  std::string_view unit;
+  std::string_view rule;   ///< what the manager accepts
+  std::string_view limit;  ///< how another setting may move this one, empty if none does
   std::string_view meaning;
-  double (*get)(const orn::fmcw_demod_lib::fmcw_demod_config_t&);
-  void (*set)(orn::fmcw_demod_lib::fmcw_demod_config_t&, double);
-
-  /// Range in words, for messages.
-  std::string allowed() const;
+  double (*get)(const manager_t&);
+  bool (*set)(manager_t&, double);  ///< false: rejected, or held already
 };
 
-/// Every setting, in the record's order.
+/// Every setting, each after those that limit it: the order in which they are applied.
 const std::vector<setting_t>& settings();
 
-/// Applies the settings of a JSON file, an object of names and values. Throws input_error.
-void apply_settings_file(const std::string& path, orn::fmcw_demod_lib::fmcw_demod_config_t& config);
+/// Settings as a user gave them: a file, then assignments, which win.
+struct settings_source_t {
+  std::string file;                      ///< JSON object of names and values, or empty
+  std::vector<std::string> assignments;  ///< "name=value"
+};
 
-/// Applies one "name=value". Throws input_error.
-void apply_assignment(const std::string& assignment,
-                      orn::fmcw_demod_lib::fmcw_demod_config_t& config);
+/// Applies a source to a manager. Returns a line for each setting that a limit moved away from what
+/// was asked for. Throws input_error naming the rule that rejected a value.
+std::vector<std::string> apply_settings(const settings_source_t& source, manager_t& manager);
 
-/// Checks what single values cannot show: overlap against window, limits against each other. Throws
-/// input_error.
-void check_together(const orn::fmcw_demod_lib::fmcw_demod_config_t& config);
+/// Writes all settings with default, unit, rule, limit and meaning.
+void print_settings(bool as_json);
 
 }  // namespace fmcw_cli

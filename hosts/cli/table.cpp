@@ -9,7 +9,9 @@
 
 namespace fmcw_cli {
 
-table_t::table_t(std::vector<std::string> head) { add(std::move(head)); }
+table_t::table_t(std::vector<std::string> head, alignment_t alignment) : alignment_(alignment) {
+  add(std::move(head));
+}
 
 void table_t::add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
 
@@ -23,7 +25,9 @@ std::ostream& operator<<(std::ostream& out, const table_t& table) {
   for (const auto& row : table.rows_) {
     std::string line;
     for (std::size_t i = 0; i < row.size(); ++i) {
-      line += fmt::format("{}{:>{}}", i == 0 ? "" : "  ", row[i], widths[i]);
+      line += i == 0 ? "" : "  ";
+      line += table.alignment_ == table_t::left ? fmt::format("{:<{}}", row[i], widths[i])
+                                                : fmt::format("{:>{}}", row[i], widths[i]);
     }
     line.erase(line.find_last_not_of(' ') + 1);
     out << line << '\n';

@@ -6,15 +6,17 @@
 
 namespace fmcw_cli {
 
-/// Text in aligned columns, each as wide as its widest cell; all right-aligned.
+/// Text in aligned columns, each as wide as its widest cell.
 class table_t {
  public:
-  explicit table_t(std::vector<std::string> head);
+  enum alignment_t { right, left };
+  explicit table_t(std::vector<std::string> head, alignment_t alignment = right);
   void add(std::vector<std::string> row);
   friend std::ostream& operator<<(std::ostream& out, const table_t& table);
 
  private:
   std::vector<std::vector<std::string>> rows_;
+  alignment_t alignment_;
 };
 
 /// A unit with the metric prefix that suits a column's largest magnitude.

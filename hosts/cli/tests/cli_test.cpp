@@ -79,7 +79,8 @@ class Fmcw : public testing::Test {
 const std::string small_synth =
     " --fs 10e6 --ramp 200e-6 --flyback 10e-6 --bandwidth 2e6 --chirps 5";
 const std::string small_analysis =
-    " --set min_chirp_len=100e-6 --set max_chirp_len=300e-6 --set time_gate_len=2e-3";
+    " --set min_chirp_len=100e-6 --set max_chirp_len=300e-6 --set time_gate_len=2e-3 --set "
+    "meas_time=2e-3";
 
 TEST_F(Fmcw, SynthesisIsReproducible) {
   ASSERT_EQ(run("synth a --snr 20 --seed 5" + small_synth).status, 0);
@@ -280,7 +281,8 @@ TEST_F(Fmcw, PrintsAlignedTables) {
 
 TEST_F(Fmcw, TakesSettingsFromAFileAndTheCommandLine) {
   ASSERT_EQ(run("synth a" + small_synth).status, 0);
-  write("s.json", R"({"min_chirp_len": 1e-4, "time_gate_len": 0.002, "chirp_count": 2,
+  write("s.json",
+        R"({"min_chirp_len": 1e-4, "time_gate_len": 0.002, "meas_time": 0.002, "chirp_count": 2,
                       "chirp_state_deviation": false, "impedance": 75})");
   const json document = analyze("a --settings s.json --set chirp_count=3");
   EXPECT_EQ(document["settings"]["chirp_count"], 3) << "the command line comes last";
@@ -289,10 +291,70 @@ TEST_F(Fmcw, TakesSettingsFromAFileAndTheCommandLine) {
   EXPECT_EQ(document["result"]["selected_intervals"].size(), 3U);
 }
 
+TEST_F(Fmcw, ReportsWhatALimitMoved) {
+  ASSERT_EQ(run("synth a" + small_synth).status, 0);
+  auto outcome = run("analyze a --set time_gate_len=2");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_EQ(outcome.err, "fmcw: time_gate_len moved from 2 to 0.001: at most meas_time\n");
+  outcome = run("analyze a --set from_end=0.5 --set from_start=0.75");
+  EXPECT_EQ(outcome.status, 1) << "the two now leave nothing";
+  EXPECT_THAT(outcome.err, testing::StartsWith(
+                               "fmcw: from_end moved from 0.5 to 0.25: at most 1 - from_start\n"));
+  outcome = run("analyze a --set max_chirp_len=1e-6");
+  EXPECT_EQ(outcome.err, "fmcw: min_chirp_len moved from 3e-06 to 1e-06: at most max_chirp_len\n");
+  // The order in which settings are given does not matter.
+  outcome = run("analyze a --set min_chirp_len=0.2 --set max_chirp_len=0.4");
+  EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(Fmcw, ListsEverySetting) {
+  const auto table = run("settings").out;
+  EXPECT_THAT(table, HasSubstr("min_chirp_len"));
+  EXPECT_THAT(table, HasSubstr("at most max_chirp_len"));
+  const json all = json::parse(run("settings --json").out);
+  EXPECT_EQ(all.size(), 35U);
+  for (const json& setting : all) {
+    EXPECT_FALSE(setting["meaning"].get<std::string>().empty());
+    EXPECT_FALSE(setting["allowed"].get<std::string>().empty());
+  }
+  EXPECT_EQ(all[4]["name"], "impedance");
+  EXPECT_EQ(all[4]["default"], 50.0);
+}
+
+TEST_F(Fmcw, PrintsTheLibrarysReport) {
+  ASSERT_EQ(run("synth a" + small_synth).status, 0);
+  const auto outcome = run("analyze a --report" + small_analysis);
+  EXPECT_THAT(outcome.out,
+              testing::StartsWith("========== FMCW Measurement Result ==========\n"
+                                  "  Chirp Results (4 entries):\n  Chirp #1 (No.0):\n"));
+}
+
+TEST_F(Fmcw, WritesSpectra) {
+  ASSERT_EQ(run("synth a --level -3" + small_synth).status, 0);
+  const auto csv = run("spectrum a");
+  ASSERT_EQ(csv.status, 0) << csv.err;
+  EXPECT_THAT(csv.out, testing::StartsWith("frequency_hz,level_db\n-5000000,"));
+  EXPECT_EQ(std::count(csv.out.begin(), csv.out.end(), '\n'), 1025);
+  const json single = json::parse(run("spectrum a --json -").out);
+  EXPECT_EQ(single["level_db"].size(), 1024U);
+  const json fixed = json::parse(run("spectrum a --kind fixed --json -").out);
+  EXPECT_EQ(fixed["level_db"].size(), fixed["time_s"].size());
+  EXPECT_EQ(fixed["level_db"][0].size(), fixed["level_frequency_hz"].size());
+  // The first ramp rises by 6 kHz from row to row, bins are 39 kHz wide.
+  EXPECT_NEAR(fixed["peak_frequency_hz"][200].get<double>(), -1e6 + (1200 + 128) * 1e3, 40e3);
+  const json power = json::parse(run("spectrum a --kind channel-power --json -").out);
+  EXPECT_NEAR(power["total_dbm"].get<double>(), -3.0, 1e-3);
+  ASSERT_EQ(run("spectrum a --kind fixed --csv fixed.csv --json fixed.json").status, 0);
+  EXPECT_THAT(content(path("fixed.csv")),
+              testing::StartsWith("time_s,peak_frequency_hz,phase_rad,level_db_at_-5000000_hz,"));
+  EXPECT_EQ(json::parse(content(path("fixed.json"))), fixed);
+}
+
 TEST_F(Fmcw, RefusesWrongCallsAndInputs) {
   ASSERT_EQ(run("synth a" + small_synth).status, 0);
   write("odd.raw", "12345");
   write("empty.raw", "");
+  write("tiny.raw", "abcdef");
   write("broken.sigmf-meta", "{ not json");
   const auto meta = [&](const std::string& name, const std::string& global) {
     write(name + ".sigmf-meta", R"({"global": {)" + global + "}}");
@@ -343,9 +405,17 @@ TEST_F(Fmcw, RefusesWrongCallsAndInputs) {
       {"analyze a --set chirp_count=2.5", 2, {"chirp_count", "'2.5'", "whole"}},
       {"analyze a --set chirp_count=-1", 2, {"chirp_count", "'-1'", "from 1"}},
       {"analyze a --set from_end=1.5", 2, {"from_end", "0 to 1"}},
-      {"analyze a --set window_overlap=64", 2, {"window_overlap", "64"}},
-      {"analyze a --set from_end=0.7 --set from_start=0.7", 2, {"from_end", "0.7"}},
-      {"analyze a --set min_chirp_len=1", 2, {"min_chirp_len", "max_chirp_len"}},
+      {"analyze a --set window_overlap=64", 2, {"window_overlap", "'64'", "below window_length"}},
+      {"analyze a --set window_length=32", 2, {"window_overlap", "60", "below window_length, 32"}},
+      {"analyze a --set display_chirpNO=30",
+       2,
+       {"display_chirpNO", "'30'", "chirp_start + chirp_count"}},
+      {"analyze a --set chirp_detect=5000000000", 2, {"chirp_detect", "whole"}},
+      {"analyze a --json - --csv - --report", 2, {"--json"}},
+      {"spectrum a --kind wide", 2, {"wide", "channel-power"}},
+      {"spectrum missing", 2, {"missing.sigmf-meta"}},
+      {"spectrum a --impedance 0 --kind channel-power", 2, {"--impedance", "above 0"}},
+      {"spectrum tiny.raw --fs 1 --format ci8 --kind fixed", 2, {"tiny.raw", "3 samples", "256"}},
       {"analyze a --settings nowhere.json", 2, {"nowhere.json"}},
       {"analyze a --settings list.json", 2, {"list.json", "object"}},
       {"analyze a --settings unknown.json", 2, {"unknown.json", "speed"}},
@@ -398,19 +468,19 @@ TEST_F(Fmcw, MeasuresRecordingsMadeByOthers) {
     GTEST_SKIP() << "no recordings in " FMCW_RECORDINGS;
   }
   // Five chirps of 0.3 s and 14 kHz end to end; the first has no switching point before it.
-  json chirps =
-      analyze(fmt::format("'{}' --fs 48000 --format cf32_le --set time_gate_len=2 --set "
-                          "min_chirp_len=0.2 --set max_chirp_len=0.4",
-                          room.string()))["result"]["chirp_results"];
+  json chirps = analyze(
+      fmt::format("'{}' --fs 48000 --format cf32_le --set meas_time=2 --set time_gate_len=2 --set "
+                  "min_chirp_len=0.2 --set max_chirp_len=0.4",
+                  room.string()))["result"]["chirp_results"];
   ASSERT_EQ(chirps.size(), 4U);
   for (const json& chirp : chirps) {
     EXPECT_NEAR(chirp["slope"].get<double>(), 4.6666667e-5, 0.005 * 4.6666667e-5);
   }
   // Eight preamble chirps of 8192 samples, then symbols of other shapes.
-  const json result =
-      analyze(fmt::format("'{}' --fs 8e6 --format cf32_le --set time_gate_len=1 --set "
-                          "min_chirp_len=0.9e-3 --set max_chirp_len=1.1e-3",
-                          modulator.string()))["result"];
+  const json result = analyze(
+      fmt::format("'{}' --fs 8e6 --format cf32_le --set meas_time=1 --set time_gate_len=1 --set "
+                  "min_chirp_len=0.9e-3 --set max_chirp_len=1.1e-3",
+                  modulator.string()))["result"];
   ASSERT_GE(result["chirp_results"].size(), 8U);
   for (std::size_t i = 0; i < 8; ++i) {
     EXPECT_NEAR(result["chirp_results"][i]["slope"].get<double>(), 0.1220703125, 1e-4 * 0.122);

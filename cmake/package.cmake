@@ -12,7 +12,7 @@ configure_file(cmake/fmcw_demod.pc.in fmcw_demod.pc @ONLY)
 install(
   TARGETS fmcw_demod common_log
   EXPORT fmcw_demodTargets
-  LIBRARY NAMELINK_COMPONENT development
+  LIBRARY COMPONENT library NAMELINK_COMPONENT development
   FILE_SET HEADERS COMPONENT development
   FILE_SET platform_headers COMPONENT development)
 install(

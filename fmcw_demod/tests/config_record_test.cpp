@@ -30,6 +30,17 @@ static_assert(offsetof(fmcw_chirp_result_t, slope_dev_rms) == 56);
 static_assert(offsetof(fmcw_chirp_result_t, freq_dev_peak) == 96);
 static_assert(offsetof(fmcw_chirp_result_t, inl_avg) == 144);
 
+using Result = fmcw_measure_result_t;
+static_assert(sizeof(Result) == 712 && sizeof(SignalStream) == 32 && sizeof(ErrorMsg) == 40);
+static_assert(offsetof(Result, chirp_total) == 24 && offsetof(Result, power_avg) == 32);
+static_assert(offsetof(Result, time_axis) == 64 && offsetof(Result, spectrogram) == 160);
+static_assert(offsetof(Result, spectrogram_wincfg) == 280 && offsetof(Result, psd_freq) == 352);
+static_assert(offsetof(Result, chirp_freq_fit) == 592 && offsetof(Result, chirp_intervals) == 688);
+static_assert(sizeof(fmcw_analysis_range_t) == 16 && sizeof(FMCWConfig) == 312);
+static_assert(offsetof(FMCWConfig, analysis_range) == 248 && offsetof(FMCWConfig, triang_256) == 288);
+static_assert(sizeof(FMCWAnalyze) == 24 && sizeof(FMCWAnalyzer) == 32);
+static_assert(sizeof(fmcw_demod_configure_manager_t) == 256);
+
 TEST(ConfigRecord, EqualityComparesEveryFieldButTheDisplayChirp) {
   const R record;
   EXPECT_EQ(record, R{});

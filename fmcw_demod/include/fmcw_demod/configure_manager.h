@@ -111,12 +111,6 @@ class FMCW_DEMOD_EXPORT fmcw_demod_configure_manager_t {
   std::uint32_t get_display_chirpNO() const { return settings_.display_chirpNO; }
 
  private:
-  template <class Value>
-  static bool store(Value& setting, const Value& value, bool rejected = false);
-  bool store_time(double& setting, double value, bool rejected);
-  template <class Value>
-  bool store_window(Value& setting, const Value& value, bool rejected = false);
-
   fmcw_demod_config_t settings_;  ///< its impedance stays at the default
   fmcw_impedance_t impedance_ = fmcw_impedance_t::ohm_50;
 };

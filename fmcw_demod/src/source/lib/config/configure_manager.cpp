@@ -4,10 +4,12 @@ namespace orn::fmcw_demod_lib {
 
 using manager_t = fmcw_demod_configure_manager_t;
 
-// The one rule of every setter: equality first, then the range. A range test states what it
-// rejects, so that a NaN passes.
+namespace {
+
+/// The one rule of every setter: equality first, then the range. A range test states what it
+/// rejects, so that a NaN passes.
 template <class Value>
-bool manager_t::store(Value& setting, const Value& value, bool rejected) {
+bool store(Value& setting, const Value& value, bool rejected = false) {
   if (setting == value || rejected) {
     return false;
   }
@@ -15,22 +17,24 @@ bool manager_t::store(Value& setting, const Value& value, bool rejected) {
   return true;
 }
 
-bool manager_t::store_time(double& setting, double value, bool rejected) {
+bool store_time(manager_t& manager, double& setting, double value, bool rejected) {
   const bool stored = store(setting, value, rejected);
   if (stored) {
-    enforce_time_limits();
+    manager.enforce_time_limits();
   }
   return stored;
 }
 
 template <class Value>
-bool manager_t::store_window(Value& setting, const Value& value, bool rejected) {
+bool store_window(manager_t& manager, Value& setting, const Value& value, bool rejected = false) {
   const bool stored = store(setting, value, rejected);
   if (stored) {
-    enforce_devlength_limits();
+    manager.enforce_devlength_limits();
   }
   return stored;
 }
+
+}  // namespace
 
 void manager_t::enforce_time_limits() {
   fmcw_advanced_config_t& a = settings_.advanced;
@@ -103,41 +107,41 @@ bool manager_t::set_time_auto_mode(fmcw_auto_detect_t v) {
   return store(settings_.advanced.time_auto_mode, v);
 }
 bool manager_t::set_meas_time(double v) {
-  return store_time(settings_.advanced.meas_time, v, v <= 0.0);
+  return store_time(*this, settings_.advanced.meas_time, v, v <= 0.0);
 }
 bool manager_t::set_time_gate_len(double v) {
-  return store_time(settings_.advanced.time_gate_len, v, v <= 0.0);
+  return store_time(*this, settings_.advanced.time_gate_len, v, v <= 0.0);
 }
 bool manager_t::set_time_gate_start(double v) {
-  return store_time(settings_.advanced.time_gate_start, v, v < 0.0);
+  return store_time(*this, settings_.advanced.time_gate_start, v, v < 0.0);
 }
 bool manager_t::set_min_chirp_len(double v) {
-  return store_time(settings_.advanced.min_chirp_len, v, v < 0.0);
+  return store_time(*this, settings_.advanced.min_chirp_len, v, v < 0.0);
 }
 bool manager_t::set_max_chirp_len(double v) {
-  return store_time(settings_.advanced.max_chirp_len, v, v < 0.0);
+  return store_time(*this, settings_.advanced.max_chirp_len, v, v < 0.0);
 }
 bool manager_t::set_from_start(double v) {
-  return store_time(settings_.advanced.from_start, v, v < 0.0 || v > 1.0);
+  return store_time(*this, settings_.advanced.from_start, v, v < 0.0 || v > 1.0);
 }
 bool manager_t::set_from_end(double v) {
-  return store_time(settings_.advanced.from_end, v, v < 0.0 || v > 1.0);
+  return store_time(*this, settings_.advanced.from_end, v, v < 0.0 || v > 1.0);
 }
 bool manager_t::set_st_config(fmcw_st_config_t v) { return store(settings_.advanced.st_config, v); }
 bool manager_t::set_analysis_exclude(double v) {
   return store(settings_.advanced.analysis_exclude, v, v < 0.0 || v > 1.0);
 }
 bool manager_t::set_devlength_ref(fmcw_devlength_ref_t v) {
-  return store_window(settings_.advanced.devlength_ref, v);
+  return store_window(*this, settings_.advanced.devlength_ref, v);
 }
 bool manager_t::set_devlength_len(double v) {
-  return store_window(settings_.advanced.devlength_len, v, v < 0.0 || v > 1.0);
+  return store_window(*this, settings_.advanced.devlength_len, v, v < 0.0 || v > 1.0);
 }
 bool manager_t::set_devlength_offset_begin(double v) {
-  return store_window(settings_.advanced.devlength_offset_begin, v);
+  return store_window(*this, settings_.advanced.devlength_offset_begin, v);
 }
 bool manager_t::set_devlength_offset_end(double v) {
-  return store_window(settings_.advanced.devlength_offset_end, v);
+  return store_window(*this, settings_.advanced.devlength_offset_end, v);
 }
 bool manager_t::set_chirp_state_deviation(bool v) {
   return store(settings_.devsetting.chirp_state_deviation, v);

@@ -22,23 +22,20 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME "${library_package}")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/debian/triggers")
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
-    "FMCW analysis, shared libraries
- Hands a host the timing, slope, bandwidth, linearity, deviations and power
- of every chirp in a capture of complex baseband samples.")
+    "Shared libraries: they hand a host the timing, slope, bandwidth, linearity,
+deviations and power of every chirp in a capture of complex baseband samples.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libfmcw-demod-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} ${same_version}")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-    "Headers of the FMCW analysis library
- What a host needs to build against libfmcw_demod: headers, CMake package
- and pkg-config file.")
+    "What a host needs to build against libfmcw_demod: headers, CMake package and
+pkg-config file.")
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME fmcw)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${library_package} ${same_version}")
 set(CPACK_COMPONENT_PROGRAM_DESCRIPTION
-    "Analysis of captured radar chirps on the command line
- Analyses SigMF and raw captures, writes tables, JSON and CSV, and
- synthesises captures of known truth.")
+    "The command-line program: analyses SigMF and raw captures, writes tables, JSON
+and CSV, and synthesises captures of known truth.")
 
 # What Debian expects in /usr/share/doc of each package.
 file(STRINGS cmake/debian/changelog first_line LIMIT_COUNT 1)

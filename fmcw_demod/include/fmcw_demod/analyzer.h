@@ -15,16 +15,16 @@ namespace orn::fmcw_demod_lib {
 /// What stands behind an analyzer handle. Hosts call the two guarded operations; they check the
 /// arguments, let no exception out and report through a code (0 or negative) and an ErrorMsg.
 ///
-///   code   message                                  when
-///   -100   "Configuration pointer is null"          config is null
-///   -101   "Invalid input signal stream"            the signal has no samples
-///   -102   "Result pointer is null"                 result is null
-///   -1     "Exception in config: " + what()         configuring threw a standard exception
-///   -2     "Unknown exception in config"            configuring threw something else
-///   -3     "Exception in work_analyze: " + what()   analysing threw a standard exception
-///   -4     "Unknown exception in work_analyze"      analysing threw something else
-///   r      "Configuration failed"                   config() returned r, not 0
-///   r      "Analysis failed"                        work_analyze() returned r, not 0
+///     code   message                                  when
+///     -100   "Configuration pointer is null"          config is null
+///     -101   "Invalid input signal stream"            the signal has no samples
+///     -102   "Result pointer is null"                 result is null
+///     -1     "Exception in config: " + what()         configuring threw a standard exception
+///     -2     "Unknown exception in config"            configuring threw something else
+///     -3     "Exception in work_analyze: " + what()   analysing threw a standard exception
+///     -4     "Unknown exception in work_analyze"      analysing threw something else
+///     r      "Configuration failed"                   config() returned r, not 0
+///     r      "Analysis failed"                        work_analyze() returned r, not 0
 ///
 /// A message for which there is no memory is left empty; its code still stands.
 class FMCW_DEMOD_EXPORT I_Analyzer {

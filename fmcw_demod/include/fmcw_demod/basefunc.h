@@ -65,6 +65,7 @@ FMCW_DEMOD_EXPORT std::vector<float> polyfit_1(const std::vector<float>& absciss
 /// corrected predecessor; a step of exactly pi stays. `output` becomes the unwrapped copy of
 /// `input` and may be the same vector. A NaN spoils every element after it.
 FMCW_DEMOD_EXPORT void mm_unwrap(std::vector<float>& input, std::vector<float>& output);
+/// The same in double precision.
 FMCW_DEMOD_EXPORT void mm_unwrap(std::vector<double>& input, std::vector<double>& output);
 
 /// Power of a block of samples and of each bin of its spectrum.

@@ -49,6 +49,7 @@ struct fmcw_window_config_t {
   std::uint32_t window_length = 64;   ///< samples per window, 2 or more
   std::uint32_t window_overlap = 60;  ///< samples shared by neighbours, below window_length
 
+  /// Every field is equal.
   friend bool operator==(const fmcw_window_config_t&, const fmcw_window_config_t&) = default;
 };
 
@@ -58,16 +59,17 @@ struct fmcw_chirp_config_t {
   double slope_tol = 1.6e12;      ///< half-width of the slope band [Hz/s]; negative: empty band
   std::int32_t chirp_option = 0;  ///< carried, never read
 
+  /// Every field is equal; a NaN equals nothing.
   friend bool operator==(const fmcw_chirp_config_t&, const fmcw_chirp_config_t&) = default;
 };
 
 /// Which part of the capture, which chirps and which part of each chirp are measured.
 struct fmcw_advanced_config_t {
-  fmcw_window_config_t window;
-  fmcw_chirp_config_t chirp;
+  fmcw_window_config_t window;     ///< of the configurable spectrogram
+  fmcw_chirp_config_t chirp;       ///< slope band
   std::uint32_t chirp_start = 0;   ///< first selected chirp of a frame, from 0
   std::uint32_t chirp_count = 30;  ///< number of selected chirps, 1 or more
-  fmcw_auto_detect_t time_auto_mode = fmcw_auto_detect_t::whole_capture;
+  fmcw_auto_detect_t time_auto_mode = fmcw_auto_detect_t::whole_capture;  ///< analysed part
   double meas_time = 0.001;       ///< longest analysed duration [s], > 0; time_auto_mode not 1
   std::uint64_t reserved_b = 0;   ///< carried, never read
   double time_gate_len = 0.0009;  ///< frame length [s], > 0
@@ -76,24 +78,26 @@ struct fmcw_advanced_config_t {
   double max_chirp_len = 0.001;   ///< longer candidates are dropped [s], exclusive
   double from_start = 0.0;        ///< fraction of the analysed span skipped at its start, 0 to 1
   double from_end = 0.0;          ///< fraction skipped at its end; from_start + from_end <= 1
-  fmcw_st_config_t st_config = fmcw_st_config_t::slope_band;
+  fmcw_st_config_t st_config = fmcw_st_config_t::slope_band;  ///< how a chirp's ends are found
   double analysis_exclude = 0.05;  ///< fraction of a chirp cut off at each end; st_config not 1
-  fmcw_devlength_ref_t devlength_ref = fmcw_devlength_ref_t::relative;
+  fmcw_devlength_ref_t devlength_ref = fmcw_devlength_ref_t::relative;  ///< see the enumeration
   double devlength_len = 0.75;          ///< share of the candidate in the deviation window, 0 to 1
   double devlength_offset_begin = 0.0;  ///< time cut off the measured interval's start [s]
   double devlength_offset_end = 0.0;    ///< time cut off the measured interval's end [s]
 
+  /// Every field is equal; a NaN equals nothing.
   friend bool operator==(const fmcw_advanced_config_t&, const fmcw_advanced_config_t&) = default;
 };
 
 /// Deviation settings: carried and compared, they enter no figure.
 struct fmcw_devsetting_config_t {
-  bool chirp_state_deviation = true;
-  double fm_settling_tol = 1e9;
-  double pm_settling_tol = 180.0;
-  std::uint32_t phase_noise_start = 256;
-  std::uint32_t phase_noise_end = 50000;
+  bool chirp_state_deviation = true;      ///< carried
+  double fm_settling_tol = 1e9;           ///< carried
+  double pm_settling_tol = 180.0;         ///< carried
+  std::uint32_t phase_noise_start = 256;  ///< carried
+  std::uint32_t phase_noise_end = 50000;  ///< carried
 
+  /// Every field is equal; a NaN equals nothing.
   friend bool operator==(const fmcw_devsetting_config_t&,
                          const fmcw_devsetting_config_t&) = default;
 };
@@ -102,17 +106,17 @@ struct fmcw_devsetting_config_t {
 /// share this declaration. A value-initialised record is a host's starting point: it equals the
 /// record inside a new analyzer except for `chirp_set`, which is 1 there.
 struct fmcw_demod_config_t {
-  fmcw_signal_mode_t signal_mode = fmcw_signal_mode_t::standard;
-  fmcw_iq_map_t iq_map = fmcw_iq_map_t::standard;
+  fmcw_signal_mode_t signal_mode = fmcw_signal_mode_t::standard;  ///< carried
+  fmcw_iq_map_t iq_map = fmcw_iq_map_t::standard;                 ///< carried
   double freq_center = 1e9;  ///< centre frequency of the capture [Hz]; carried, never read
   double fs = 1.25e8;        ///< sample rate [Hz], > 0; time axes and frame lengths come from it
   double impedance = 50.0;   ///< load impedance [ohm], 50 or 75
   double reserved_a = 0.0;   ///< carried, never read
-  fmcw_chirp_detect_t chirp_detect = fmcw_chirp_detect_t::automatic;
-  fmcw_chirp_set_t chirp_set = fmcw_chirp_set_t::configured;
-  fmcw_advanced_config_t advanced;
-  fmcw_devsetting_config_t devsetting;
-  fmcw_display_region_t display_region = fmcw_display_region_t::standard;
+  fmcw_chirp_detect_t chirp_detect = fmcw_chirp_detect_t::automatic;       ///< band centre
+  fmcw_chirp_set_t chirp_set = fmcw_chirp_set_t::configured;               ///< band half-width
+  fmcw_advanced_config_t advanced;                                         ///< what is measured
+  fmcw_devsetting_config_t devsetting;                                     ///< carried
+  fmcw_display_region_t display_region = fmcw_display_region_t::standard;  ///< carried
   std::uint32_t display_chirpNO = 0;  ///< chirp of the first frame shown in detail, from 0
 
   /// Two records are equal when they ask for the same measurement: every field but

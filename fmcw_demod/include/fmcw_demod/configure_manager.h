@@ -17,9 +17,9 @@ namespace orn::fmcw_demod_lib {
 /// that rule is applied to the stored values afterwards and may move this setting or another one;
 /// the setter still returns true.
 ///
-///   time limits     from_end <= 1 - from_start; min_chirp_len <= max_chirp_len;
-///                   time_gate_len <= meas_time: in this order, the first named gives way
-///   offset clamp    while devlength_ref is 0, neither offset is negative
+///     time limits     from_end <= 1 - from_start; min_chirp_len <= max_chirp_len;
+///                     time_gate_len <= meas_time: in this order, the first named gives way
+///     offset clamp    while devlength_ref is 0, neither offset is negative
 class FMCW_DEMOD_EXPORT fmcw_demod_configure_manager_t {
  public:
   /// All settings at their defaults.
@@ -31,17 +31,24 @@ class FMCW_DEMOD_EXPORT fmcw_demod_configure_manager_t {
   /// The settings as a record: impedance 50 ohms for ohm_50 and 75 ohms for every other value.
   fmcw_demod_config_t get_demod_config() const;
 
-  /// Every setting but `display_chirpNO` is equal.
+  /// Whether every setting but `display_chirpNO` is equal.
   bool operator==(const fmcw_demod_configure_manager_t& other) const;
+  /// The opposite of ==.
   bool operator!=(const fmcw_demod_configure_manager_t& other) const { return !(*this == other); }
 
   /// True for chirps below `chirp_start` + `chirp_count`, a 32-bit sum that wraps.
   bool is_chirp_index_valid(unsigned index) const;
 
-  /// Apply the limits above to the current values.
+  /// Applies the time limits to the current values.
   void enforce_time_limits();
+  /// Applies the offset clamp to the current values.
   void enforce_devlength_limits();
 
+  /// @name Setters
+  /// Each accepts any value unless a range stands beside it.
+  /// @{
+
+  /// Stores the value; true when it changed.
   bool set_signal_mode(fmcw_signal_mode_t value);
   bool set_iq_map(fmcw_iq_map_t value);
   bool set_chirp_detect(fmcw_chirp_detect_t value);
@@ -75,7 +82,12 @@ class FMCW_DEMOD_EXPORT fmcw_demod_configure_manager_t {
   bool set_phase_noise_end(std::uint32_t value);
   bool set_display_region(fmcw_display_region_t value);
   bool set_display_chirpNO(std::uint32_t chirp);  ///< a valid chirp index
+  /// @}
 
+  /// @name Getters
+  /// @{
+
+  /// The stored value.
   fmcw_signal_mode_t get_signal_mode() const { return settings_.signal_mode; }
   fmcw_iq_map_t get_iq_map() const { return settings_.iq_map; }
   fmcw_chirp_detect_t get_chirp_detect() const { return settings_.chirp_detect; }
@@ -109,6 +121,7 @@ class FMCW_DEMOD_EXPORT fmcw_demod_configure_manager_t {
   std::uint32_t get_phase_noise_end() const { return settings_.devsetting.phase_noise_end; }
   fmcw_display_region_t get_display_region() const { return settings_.display_region; }
   std::uint32_t get_display_chirpNO() const { return settings_.display_chirpNO; }
+  /// @}
 
  private:
   fmcw_demod_config_t settings_;  ///< its impedance stays at the default

@@ -20,6 +20,7 @@ namespace orn::fmcw_demod_lib {
 /// the frame's first sample; intervals include both ends.
 class FMCW_DEMOD_EXPORT FMCWAnalyze {
  public:
+  /// Engine on `parameters`, which it holds by reference.
   explicit FMCWAnalyze(const FMCWConfig& parameters);
 
   /// Analyses one capture with the frame plan of the parameters.
@@ -70,6 +71,7 @@ class FMCW_DEMOD_EXPORT FMCWAnalyze {
   /// Replaces the trace by its triangular moving average over n samples, zeros beyond its ends. A
   /// negative n throws std::bad_alloc, 0 leaves the trace as it is.
   void smooth_with_triang(std::vector<float>& trace, int n) const;
+  /// The same in double precision.
   void smooth_with_triang(std::vector<double>& trace, int n) const;
 
   /// 10 log10(mean |x|^2 / impedance * 1000) [dBm]; -300 for no samples, -infinity for silence.
@@ -84,11 +86,11 @@ class FMCW_DEMOD_EXPORT FMCWAnalyze {
   ///
   /// Returns the merged sign changes of the smoothed slope whose two neighbours both exceed 100
   /// Hz/s in magnitude, ascending, then n - 1. With n < 2, or more samples than an int can count,
-  /// the result is empty and the slopes stay as they were. The vector form smooths in double
-  /// precision and puts a 0 in front.
+  /// the result is empty and the slopes stay as they were.
   std::vector<int> detect_chirp_boundaries(ArrayView<const double> freq,
                                            std::vector<float>& slope_raw,
                                            std::vector<float>& slope_smooth, double dt) const;
+  /// The vector form: smooths in double precision and puts a 0 in front.
   std::vector<int> detect_chirp_boundaries(const std::vector<double>& freq,
                                            std::vector<float>& slope_raw,
                                            std::vector<float>& slope_smooth, double dt) const;
@@ -133,8 +135,7 @@ class FMCW_DEMOD_EXPORT FMCWAnalyze {
   /// display     whether fits and traces are written at all
   ///
   /// Writes nothing when an interval is too short (dev_stop - dev_start < 3, meas_stop - meas_start
-  /// < 2), leaves the frame, or its time stamps are all equal. The vector form integrates the phase
-  /// over frame_time in double precision, judges settling by the measured interval and has no fits.
+  /// < 2), leaves the frame, or its time stamps are all equal.
   void extract_chirp_parameters(ArrayView<const double> freq, const std::vector<float>& frame_time,
                                 const std::vector<float>& slope_raw,
                                 std::vector<float>& chirp_phi_fit,
@@ -143,6 +144,8 @@ class FMCW_DEMOD_EXPORT FMCWAnalyze {
                                 const fmcw_devsetting_config_t& dev_settings,
                                 ArrayView<const sample_t> samples, fmcw_chirp_result_t& chirp,
                                 fmcw_measure_result_t& result, bool display) const;
+  /// The vector form: integrates the phase over frame_time in double precision, judges settling by
+  /// the measured interval and has no fits.
   void extract_chirp_parameters(const std::vector<double>& freq,
                                 const std::vector<float>& frame_time,
                                 const std::vector<float>& slope_raw, int dev_start, int dev_stop,

@@ -14,8 +14,9 @@ struct fmcw_analysis_range_t {
   std::uint32_t start_sample = 0;  ///< first analysed sample
   std::uint32_t end_sample = 0;    ///< one past the last
   std::uint32_t frame_length = 0;  ///< samples per frame; the last frame may be shorter
-  std::uint32_t frame_count = 0;
+  std::uint32_t frame_count = 0;   ///< number of frames
 
+  /// Every field is equal.
   friend bool operator==(const fmcw_analysis_range_t&, const fmcw_analysis_range_t&) = default;
 };
 
@@ -46,9 +47,9 @@ class FMCW_DEMOD_EXPORT FMCWConfig {
   /// so their power is |x|^2 / 2R. Mutable, since an analysis stores the slope band it measured
   /// here (see FMCWAnalyze::switch_point_para) while nothing else may change.
   mutable fmcw_demod_config_t config;
-  fmcw_analysis_range_t analysis_range;
-  std::vector<float> triang_37;   ///< smoothing of the frequency trace
-  std::vector<float> triang_256;  ///< smoothing of the slope trace
+  fmcw_analysis_range_t analysis_range;  ///< the frame plan
+  std::vector<float> triang_37;          ///< smoothing of the frequency trace
+  std::vector<float> triang_256;         ///< smoothing of the slope trace
 };
 
 }  // namespace orn::fmcw_demod_lib

@@ -37,7 +37,8 @@ static_assert(offsetof(Result, time_axis) == 64 && offsetof(Result, spectrogram)
 static_assert(offsetof(Result, spectrogram_wincfg) == 280 && offsetof(Result, psd_freq) == 352);
 static_assert(offsetof(Result, chirp_freq_fit) == 592 && offsetof(Result, chirp_intervals) == 688);
 static_assert(sizeof(fmcw_analysis_range_t) == 16 && sizeof(FMCWConfig) == 312);
-static_assert(offsetof(FMCWConfig, analysis_range) == 248 && offsetof(FMCWConfig, triang_256) == 288);
+static_assert(offsetof(FMCWConfig, analysis_range) == 248 &&
+              offsetof(FMCWConfig, triang_256) == 288);
 static_assert(sizeof(FMCWAnalyze) == 24 && sizeof(FMCWAnalyzer) == 32);
 static_assert(sizeof(fmcw_demod_configure_manager_t) == 256);
 

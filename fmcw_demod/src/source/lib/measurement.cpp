@@ -84,21 +84,28 @@ struct line_t {
   float intercept;  // Hz
 };
 
-/// Nothing when the time stamps do not determine a line (all of them equal).
-std::optional<line_t> fit_line(const chirp_data_t& data) {
-  const std::vector<float> fit = basefunc::polyfit_1(data.dev_time, data.dev_freq);
+/// A chirp's data with the line through its frequency.
+struct fitted_chirp_t {
+  chirp_data_t data;
+  line_t line;
+  std::vector<float> fitted;  // the line over the deviation interval [Hz]
+};
+
+/// Nothing when there is no data, or when its time stamps determine no line (all of them equal).
+std::optional<fitted_chirp_t> fit_line(std::optional<chirp_data_t> data) {
+  if (!data) {
+    return std::nullopt;
+  }
+  const std::vector<float> fit = basefunc::polyfit_1(data->dev_time, data->dev_freq);
   if (fit.empty()) {
     return std::nullopt;
   }
-  return line_t{fit[0], fit[1]};
-}
-
-std::vector<float> line_over(const std::vector<float>& time, const line_t& line) {
-  std::vector<float> fitted(time.size());
-  for (std::size_t i = 0; i < time.size(); ++i) {
-    fitted[i] = time[i] * line.slope + line.intercept;
+  const line_t line{fit[0], fit[1]};
+  std::vector<float> fitted(data->dev_time.size());
+  for (std::size_t i = 0; i < fitted.size(); ++i) {
+    fitted[i] = data->dev_time[i] * line.slope + line.intercept;
   }
-  return fitted;
+  return fitted_chirp_t{std::move(*data), line, std::move(fitted)};
 }
 
 /// Returns the residual from the fitted line [Hz].
@@ -226,15 +233,14 @@ void measure_power(std::span<const sample_t> samples, float impedance, fmcw_chir
 }
 
 /// The figures that both forms compute alike. Returns the frequency residual [Hz].
-std::vector<float> measure_common(const chirp_data_t& data, const line_t& line,
-                                  const std::vector<float>& fitted, float impedance,
+std::vector<float> measure_common(const fitted_chirp_t& fit, double impedance,
                                   fmcw_chirp_result_t& chirp) {
-  chirp.slope = static_cast<double>(line.slope) * to_khz_per_us;
-  std::vector<float> residuals = measure_frequency(data.dev_freq, fitted, chirp);
-  measure_bandwidth(data.meas_freq, chirp);
+  chirp.slope = static_cast<double>(fit.line.slope) * to_khz_per_us;
+  std::vector<float> residuals = measure_frequency(fit.data.dev_freq, fit.fitted, chirp);
+  measure_bandwidth(fit.data.meas_freq, chirp);
   measure_nonlinearity(chirp);
-  measure_slope_deviation(data.meas_slope, line.slope, chirp);
-  measure_power(data.dev_samples, impedance, chirp);
+  measure_slope_deviation(fit.data.meas_slope, fit.line.slope, chirp);
+  measure_power(fit.data.dev_samples, static_cast<float>(impedance), chirp);
   return residuals;
 }
 
@@ -254,26 +260,24 @@ void FMCWAnalyze::extract_chirp_parameters(
     std::vector<float>& chirp_freq_fit, int dev_start, int dev_stop, int meas_start, int meas_stop,
     const fmcw_devsetting_config_t& /*dev_settings*/, ArrayView<const sample_t> samples,
     fmcw_chirp_result_t& chirp, fmcw_measure_result_t& result, bool display) const {
-  const auto data =
-      chirp_data(freq, frame_time, slope_raw, samples, dev_start, dev_stop, meas_start, meas_stop);
-  const auto line = data ? fit_line(*data) : std::nullopt;
-  if (!line) {
+  auto fit = fit_line(
+      chirp_data(freq, frame_time, slope_raw, samples, dev_start, dev_stop, meas_start, meas_stop));
+  if (!fit) {
     return;
   }
-  std::vector<float> fitted = line_over(data->dev_time, *line);
-  std::vector<float> residuals =
-      measure_common(*data, *line, fitted, static_cast<float>(config_.impedance), chirp);
+  const chirp_data_t& data = fit->data;
+  std::vector<float> residuals = measure_common(*fit, config_.impedance, chirp);
 
   const double sample_interval = 1.0 / config_.fs;
-  const std::vector<float> phase = basefunc::cumtrapz_phase(sample_interval, data->dev_freq);
-  std::vector<float> fitted_phase = basefunc::cumtrapz_phase(sample_interval, fitted);
+  const std::vector<float> phase = basefunc::cumtrapz_phase(sample_interval, data.dev_freq);
+  std::vector<float> fitted_phase = basefunc::cumtrapz_phase(sample_interval, fit->fitted);
   std::vector<float> phase_deviations = measure_phase(phase, fitted_phase, chirp);
-  measure_settling(data->meas_start_time, data->meas_stop_time, data->dev_freq.size(), chirp);
+  measure_settling(data.meas_start_time, data.meas_stop_time, data.dev_freq.size(), chirp);
 
   if (display) {
-    show_deviations(std::move(residuals), std::move(phase_deviations), data->dev_time, result);
+    show_deviations(std::move(residuals), std::move(phase_deviations), data.dev_time, result);
     chirp_phi_fit = std::move(fitted_phase);
-    chirp_freq_fit = std::move(fitted);
+    chirp_freq_fit = std::move(fit->fitted);
   }
 }
 
@@ -282,23 +286,21 @@ void FMCWAnalyze::extract_chirp_parameters(
     const std::vector<float>& slope_raw, int dev_start, int dev_stop, int meas_start, int meas_stop,
     const fmcw_devsetting_config_t& /*dev_settings*/, const std::vector<sample_t>& samples,
     fmcw_chirp_result_t& chirp, fmcw_measure_result_t& result, bool display) const {
-  const auto data =
-      chirp_data(freq, frame_time, slope_raw, samples, dev_start, dev_stop, meas_start, meas_stop);
-  const auto line = data ? fit_line(*data) : std::nullopt;
-  if (!line) {
+  const auto fit = fit_line(
+      chirp_data(freq, frame_time, slope_raw, samples, dev_start, dev_stop, meas_start, meas_stop));
+  if (!fit) {
     return;
   }
-  const std::vector<float> fitted = line_over(data->dev_time, *line);
-  std::vector<float> residuals =
-      measure_common(*data, *line, fitted, static_cast<float>(config_.impedance), chirp);
+  const chirp_data_t& data = fit->data;
+  std::vector<float> residuals = measure_common(*fit, config_.impedance, chirp);
 
   std::vector<float> phase_deviations =
-      measure_phase(basefunc::cumtrapz_phase(data->dev_time, data->dev_freq),
-                    basefunc::cumtrapz_phase(data->dev_time, fitted), chirp);
-  measure_settling(data->meas_start_time, data->meas_stop_time, data->meas_freq.size(), chirp);
+      measure_phase(basefunc::cumtrapz_phase(data.dev_time, data.dev_freq),
+                    basefunc::cumtrapz_phase(data.dev_time, fit->fitted), chirp);
+  measure_settling(data.meas_start_time, data.meas_stop_time, data.meas_freq.size(), chirp);
 
   if (display) {
-    show_deviations(std::move(residuals), std::move(phase_deviations), data->dev_time, result);
+    show_deviations(std::move(residuals), std::move(phase_deviations), data.dev_time, result);
   }
 }
 

@@ -55,7 +55,7 @@ def deviation(result, values, axis, scale, label, rms):
     axes.plot(trace(result, axis) * 1e6, trace(result, values) * scale, color=BLUE, linewidth=0.6)
     axes.axhline(0, color="0.4", linewidth=0.6)
     for level in (-rms, rms):
-        axes.axhline(level * scale, color=RED, linewidth=0.8, linestyle="--")
+        axes.axhline(level * scale, color=RED, linewidth=1.4, linestyle="--")
     axes.set_title("dashed: RMS", fontsize=9, loc="right")
     return fig
 
@@ -64,7 +64,7 @@ def power(result, chirp):
     fig, axes = figure("power [dBm]")
     axes.plot(trace(result, "chirp_time_axis") * 1e6, trace(result, "chirp_power"), color=BLUE,
               linewidth=0.6)
-    axes.axhline(chirp["power_avg"], color=RED, linewidth=0.8, linestyle="--")
+    axes.axhline(chirp["power_avg"], color=RED, linewidth=1.4, linestyle="--")
     axes.set_title("dashed: mean", fontsize=9, loc="right")
     return fig
 

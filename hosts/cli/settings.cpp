@@ -67,90 +67,49 @@ setting_t chirp_setting(std::string_view name, kind_t kind, std::string_view uni
           }};
 }
 
-// clang-format off: a setting on one line
+// A setting on one line.
+// clang-format off
 std::vector<setting_t> make_settings() {
   using M = manager_t;
   using C = fmcw_chirp_config_t;
   constexpr auto real = kind_t::real;
   constexpr auto whole = kind_t::whole;
   return {
-      setting<&M::set_signal_mode, &M::get_signal_mode>("signal_mode", whole, "", any_code, "",
-                                                        "carried"),
+      setting<&M::set_signal_mode, &M::get_signal_mode>("signal_mode", whole, "", any_code, "", "carried"),
       setting<&M::set_iq_map, &M::get_iq_map>("iq_map", whole, "", any_code, "", "carried"),
-      setting<&M::set_freq_center, &M::get_freq_center>("freq_center", real, "Hz", above_0, "",
-                                                        "centre frequency of the capture; carried"),
-      setting<&M::set_fs, &M::get_fs>("fs", real, "Hz", above_0, "",
-                                      "sample rate; the capture's own unless set"),
-      setting<&M::set_impedance, &M::get_impedance>("impedance", kind_t::impedance, "ohm",
-                                                    "50 or 75", "", "load impedance"),
-      setting<&M::set_chirp_detect, &M::get_chirp_detect>(
-          "chirp_detect", whole, "", any_code, "",
-          "1: slope band around the measured median slope"),
-      setting<&M::set_chirp_set, &M::get_chirp_set>(
-          "chirp_set", whole, "", any_code, "",
-          "1, with chirp_detect 1: slope band of 5 % of the median slope"),
-      setting<&M::set_window_length, &M::get_window_length>(
-          "window_length", whole, "samples", "a whole number from 2 up", "", "spectrogram window"),
-      setting<&M::set_window_overlap, &M::get_window_overlap>("window_overlap", whole, "samples",
-                                                              "a whole number below window_length",
-                                                              "", "shared by neighbouring windows"),
+      setting<&M::set_freq_center, &M::get_freq_center>("freq_center", real, "Hz", above_0, "", "centre frequency of the capture; carried"),
+      setting<&M::set_fs, &M::get_fs>("fs", real, "Hz", above_0, "", "sample rate; the capture's own unless set"),
+      setting<&M::set_impedance, &M::get_impedance>("impedance", kind_t::impedance, "ohm", "50 or 75", "", "load impedance"),
+      setting<&M::set_chirp_detect, &M::get_chirp_detect>("chirp_detect", whole, "", any_code, "", "1: slope band around the measured median slope"),
+      setting<&M::set_chirp_set, &M::get_chirp_set>("chirp_set", whole, "", any_code, "", "1, with chirp_detect 1: slope band of 5 % of the median slope"),
+      setting<&M::set_window_length, &M::get_window_length>("window_length", whole, "samples", "a whole number from 2 up", "", "spectrogram window"),
+      setting<&M::set_window_overlap, &M::get_window_overlap>("window_overlap", whole, "samples", "a whole number below window_length", "", "shared by neighbouring windows"),
       chirp_setting<&C::ref_slope>("ref_slope", real, "Hz/s", any_real, "centre of the slope band"),
-      chirp_setting<&C::slope_tol>("slope_tol", real, "Hz/s", any_real,
-                                   "half-width of the slope band"),
+      chirp_setting<&C::slope_tol>("slope_tol", real, "Hz/s", any_real, "half-width of the slope band"),
       chirp_setting<&C::chirp_option>("chirp_option", whole, "", "a whole number", "carried"),
-      setting<&M::set_chirp_start, &M::get_chirp_start>("chirp_start", whole, "", any_code, "",
-                                                        "first selected chirp of a frame"),
-      setting<&M::set_chirp_count, &M::get_chirp_count>(
-          "chirp_count", whole, "", "a whole number from 1 up", "", "number of selected chirps"),
-      setting<&M::set_time_auto_mode, &M::get_time_auto_mode>(
-          "time_auto_mode", whole, "", any_code, "",
-          "1: analyse the whole capture, else meas_time of it"),
-      setting<&M::set_meas_time, &M::get_meas_time>("meas_time", real, "s", above_0, "",
-                                                    "longest analysed duration"),
-      setting<&M::set_time_gate_len, &M::get_time_gate_len>("time_gate_len", real, "s", above_0,
-                                                            "at most meas_time", "frame length"),
-      setting<&M::set_time_gate_start, &M::get_time_gate_start>("time_gate_start", real, "s",
-                                                                from_0, "", "carried"),
-      setting<&M::set_max_chirp_len, &M::get_max_chirp_len>("max_chirp_len", real, "s", from_0, "",
-                                                            "chirps are shorter"),
-      setting<&M::set_min_chirp_len, &M::get_min_chirp_len>(
-          "min_chirp_len", real, "s", from_0, "at most max_chirp_len", "chirps are longer"),
-      setting<&M::set_from_start, &M::get_from_start>("from_start", real, "", fraction, "",
-                                                      "fraction of the span skipped at its start"),
-      setting<&M::set_from_end, &M::get_from_end>("from_end", real, "", fraction,
-                                                  "at most 1 - from_start",
-                                                  "fraction of the span skipped at its end"),
-      setting<&M::set_st_config, &M::get_st_config>(
-          "st_config", whole, "", any_code, "",
-          "1: the slope band finds a chirp's ends, else analysis_exclude"),
-      setting<&M::set_analysis_exclude, &M::get_analysis_exclude>(
-          "analysis_exclude", real, "", fraction, "", "fraction of a chirp cut off at each end"),
-      setting<&M::set_devlength_ref, &M::get_devlength_ref>(
-          "devlength_ref", whole, "", any_code, "",
-          "1: deviations over devlength_len, else between the offsets"),
-      setting<&M::set_devlength_len, &M::get_devlength_len>(
-          "devlength_len", real, "", fraction, "", "centred share of a chirp for its deviations"),
-      setting<&M::set_devlength_offset_begin, &M::get_devlength_offset_begin>(
-          "devlength_offset_begin", real, "s", any_real, "0 or more while devlength_ref is 0",
-          "cut off a chirp's start"),
-      setting<&M::set_devlength_offset_end, &M::get_devlength_offset_end>(
-          "devlength_offset_end", real, "s", any_real, "0 or more while devlength_ref is 0",
-          "cut off a chirp's end"),
-      setting<&M::set_chirp_state_deviation, &M::get_chirp_state_deviation>(
-          "chirp_state_deviation", kind_t::flag, "", "true or false", "", "carried"),
-      setting<&M::set_fm_settling_tol, &M::get_fm_settling_tol>("fm_settling_tol", real, "", from_0,
-                                                                "", "carried"),
-      setting<&M::set_pm_settling_tol, &M::get_pm_settling_tol>("pm_settling_tol", real, "", from_0,
-                                                                "", "carried"),
-      setting<&M::set_phase_noise_start, &M::get_phase_noise_start>("phase_noise_start", whole, "",
-                                                                    any_code, "", "carried"),
-      setting<&M::set_phase_noise_end, &M::get_phase_noise_end>("phase_noise_end", whole, "",
-                                                                any_code, "", "carried"),
-      setting<&M::set_display_region, &M::get_display_region>("display_region", whole, "", any_code,
-                                                              "", "carried"),
-      setting<&M::set_display_chirpNO, &M::get_display_chirpNO>(
-          "display_chirpNO", whole, "", "a whole number below chirp_start + chirp_count", "",
-          "chirp of the first frame shown in detail"),
+      setting<&M::set_chirp_start, &M::get_chirp_start>("chirp_start", whole, "", any_code, "", "first selected chirp of a frame"),
+      setting<&M::set_chirp_count, &M::get_chirp_count>("chirp_count", whole, "", "a whole number from 1 up", "", "number of selected chirps"),
+      setting<&M::set_time_auto_mode, &M::get_time_auto_mode>("time_auto_mode", whole, "", any_code, "", "1: analyse the whole capture, else meas_time of it"),
+      setting<&M::set_meas_time, &M::get_meas_time>("meas_time", real, "s", above_0, "", "longest analysed duration"),
+      setting<&M::set_time_gate_len, &M::get_time_gate_len>("time_gate_len", real, "s", above_0, "at most meas_time", "frame length"),
+      setting<&M::set_time_gate_start, &M::get_time_gate_start>("time_gate_start", real, "s", from_0, "", "carried"),
+      setting<&M::set_max_chirp_len, &M::get_max_chirp_len>("max_chirp_len", real, "s", from_0, "", "chirps are shorter"),
+      setting<&M::set_min_chirp_len, &M::get_min_chirp_len>("min_chirp_len", real, "s", from_0, "at most max_chirp_len", "chirps are longer"),
+      setting<&M::set_from_start, &M::get_from_start>("from_start", real, "", fraction, "", "fraction of the span skipped at its start"),
+      setting<&M::set_from_end, &M::get_from_end>("from_end", real, "", fraction, "at most 1 - from_start", "fraction of the span skipped at its end"),
+      setting<&M::set_st_config, &M::get_st_config>("st_config", whole, "", any_code, "", "1: the slope band finds a chirp's ends, else analysis_exclude"),
+      setting<&M::set_analysis_exclude, &M::get_analysis_exclude>("analysis_exclude", real, "", fraction, "", "fraction of a chirp cut off at each end"),
+      setting<&M::set_devlength_ref, &M::get_devlength_ref>("devlength_ref", whole, "", any_code, "", "1: deviations over devlength_len, else between the offsets"),
+      setting<&M::set_devlength_len, &M::get_devlength_len>("devlength_len", real, "", fraction, "", "centred share of a chirp for its deviations"),
+      setting<&M::set_devlength_offset_begin, &M::get_devlength_offset_begin>("devlength_offset_begin", real, "s", any_real, "0 or more while devlength_ref is 0", "cut off a chirp's start"),
+      setting<&M::set_devlength_offset_end, &M::get_devlength_offset_end>("devlength_offset_end", real, "s", any_real, "0 or more while devlength_ref is 0", "cut off a chirp's end"),
+      setting<&M::set_chirp_state_deviation, &M::get_chirp_state_deviation>("chirp_state_deviation", kind_t::flag, "", "true or false", "", "carried"),
+      setting<&M::set_fm_settling_tol, &M::get_fm_settling_tol>("fm_settling_tol", real, "", from_0, "", "carried"),
+      setting<&M::set_pm_settling_tol, &M::get_pm_settling_tol>("pm_settling_tol", real, "", from_0, "", "carried"),
+      setting<&M::set_phase_noise_start, &M::get_phase_noise_start>("phase_noise_start", whole, "", any_code, "", "carried"),
+      setting<&M::set_phase_noise_end, &M::get_phase_noise_end>("phase_noise_end", whole, "", any_code, "", "carried"),
+      setting<&M::set_display_region, &M::get_display_region>("display_region", whole, "", any_code, "", "carried"),
+      setting<&M::set_display_chirpNO, &M::get_display_chirpNO>("display_chirpNO", whole, "", "a whole number below chirp_start + chirp_count", "", "chirp of the first frame shown in detail"),
   };
 }
 // clang-format on

@@ -18,7 +18,7 @@ using nlohmann::ordered_json;
 
 /// A spectrum as a table: named columns of equal length, with rows of levels for a spectrogram.
 struct spectrum_t {
-  ordered_json figures;  ///< single values, by name
+  std::vector<std::pair<std::string, float>> figures;  ///< single values
   std::vector<std::pair<std::string, std::vector<float>>> columns;
   std::vector<float> level_freq;           ///< heads of the level columns [Hz]
   std::vector<std::vector<float>> levels;  ///< one row each [dB]
@@ -76,7 +76,9 @@ void write_csv(std::ostream& out, const spectrum_t& spectrum) {
 
 void write_json(std::ostream& out, const spectrum_t& spectrum, const spectrum_call_t& call) {
   ordered_json document = {{"capture", call.capture}, {"kind", call.kind}};
-  document.update(spectrum.figures.is_null() ? ordered_json::object() : spectrum.figures);
+  for (const auto& [name, value] : spectrum.figures) {
+    document[name] = value;
+  }
   for (const auto& [name, values] : spectrum.columns) {
     document[name] = values;
   }

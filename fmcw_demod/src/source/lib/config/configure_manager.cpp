@@ -83,94 +83,47 @@ bool manager_t::is_chirp_index_valid(unsigned index) const {
   return index < settings_.advanced.chirp_start + settings_.advanced.chirp_count;
 }
 
-// clang-format off: a setting's acceptance rule on one line
-bool manager_t::set_signal_mode(fmcw_signal_mode_t v) { return store(settings_.signal_mode, v); }
-bool manager_t::set_iq_map(fmcw_iq_map_t v) { return store(settings_.iq_map, v); }
-bool manager_t::set_chirp_detect(fmcw_chirp_detect_t v) { return store(settings_.chirp_detect, v); }
-bool manager_t::set_chirp_set(fmcw_chirp_set_t v) { return store(settings_.chirp_set, v); }
-bool manager_t::set_freq_center(double v) { return store(settings_.freq_center, v, v <= 0.0); }
-bool manager_t::set_fs(double v) { return store(settings_.fs, v, v <= 0.0); }
-bool manager_t::set_impedance(fmcw_impedance_t v) { return store(impedance_, v); }
-bool manager_t::set_window_length(std::uint32_t v) {
-  return store(settings_.advanced.window.window_length, v, v < 2);
-}
-bool manager_t::set_window_overlap(std::uint32_t v) {
-  return store(settings_.advanced.window.window_overlap, v, v >= get_window_length());
-}
-bool manager_t::set_chirp_start(std::uint32_t v) {
-  return store(settings_.advanced.chirp_start, v);
-}
-bool manager_t::set_chirp_config(const fmcw_chirp_config_t& v) {
-  return store(settings_.advanced.chirp, v);
-}
-bool manager_t::set_time_auto_mode(fmcw_auto_detect_t v) {
-  return store(settings_.advanced.time_auto_mode, v);
-}
-bool manager_t::set_meas_time(double v) {
-  return store_time(*this, settings_.advanced.meas_time, v, v <= 0.0);
-}
-bool manager_t::set_time_gate_len(double v) {
-  return store_time(*this, settings_.advanced.time_gate_len, v, v <= 0.0);
-}
-bool manager_t::set_time_gate_start(double v) {
-  return store_time(*this, settings_.advanced.time_gate_start, v, v < 0.0);
-}
-bool manager_t::set_min_chirp_len(double v) {
-  return store_time(*this, settings_.advanced.min_chirp_len, v, v < 0.0);
-}
-bool manager_t::set_max_chirp_len(double v) {
-  return store_time(*this, settings_.advanced.max_chirp_len, v, v < 0.0);
-}
-bool manager_t::set_from_start(double v) {
-  return store_time(*this, settings_.advanced.from_start, v, v < 0.0 || v > 1.0);
-}
-bool manager_t::set_from_end(double v) {
-  return store_time(*this, settings_.advanced.from_end, v, v < 0.0 || v > 1.0);
-}
-bool manager_t::set_st_config(fmcw_st_config_t v) { return store(settings_.advanced.st_config, v); }
-bool manager_t::set_analysis_exclude(double v) {
-  return store(settings_.advanced.analysis_exclude, v, v < 0.0 || v > 1.0);
-}
-bool manager_t::set_devlength_ref(fmcw_devlength_ref_t v) {
-  return store_window(*this, settings_.advanced.devlength_ref, v);
-}
-bool manager_t::set_devlength_len(double v) {
-  return store_window(*this, settings_.advanced.devlength_len, v, v < 0.0 || v > 1.0);
-}
-bool manager_t::set_devlength_offset_begin(double v) {
-  return store_window(*this, settings_.advanced.devlength_offset_begin, v);
-}
-bool manager_t::set_devlength_offset_end(double v) {
-  return store_window(*this, settings_.advanced.devlength_offset_end, v);
-}
-bool manager_t::set_chirp_state_deviation(bool v) {
-  return store(settings_.devsetting.chirp_state_deviation, v);
-}
-bool manager_t::set_fm_settling_tol(double v) {
-  return store(settings_.devsetting.fm_settling_tol, v, v < 0.0);
-}
-bool manager_t::set_pm_settling_tol(double v) {
-  return store(settings_.devsetting.pm_settling_tol, v, v < 0.0);
-}
-bool manager_t::set_phase_noise_start(std::uint32_t v) {
-  return store(settings_.devsetting.phase_noise_start, v);
-}
-bool manager_t::set_phase_noise_end(std::uint32_t v) {
-  return store(settings_.devsetting.phase_noise_end, v);
-}
-bool manager_t::set_display_region(fmcw_display_region_t v) {
-  return store(settings_.display_region, v);
-}
-bool manager_t::set_display_chirpNO(std::uint32_t v) {
-  return store(settings_.display_chirpNO, v, !is_chirp_index_valid(v));
-}
+// A setting's acceptance rule on one line.
+// clang-format off
+bool manager_t::set_signal_mode(fmcw_signal_mode_t value) { return store(settings_.signal_mode, value); }
+bool manager_t::set_iq_map(fmcw_iq_map_t value) { return store(settings_.iq_map, value); }
+bool manager_t::set_chirp_detect(fmcw_chirp_detect_t value) { return store(settings_.chirp_detect, value); }
+bool manager_t::set_chirp_set(fmcw_chirp_set_t value) { return store(settings_.chirp_set, value); }
+bool manager_t::set_freq_center(double hz) { return store(settings_.freq_center, hz, hz <= 0.0); }
+bool manager_t::set_fs(double hz) { return store(settings_.fs, hz, hz <= 0.0); }
+bool manager_t::set_impedance(fmcw_impedance_t value) { return store(impedance_, value); }
+bool manager_t::set_window_length(std::uint32_t samples) { return store(settings_.advanced.window.window_length, samples, samples < 2); }
+bool manager_t::set_window_overlap(std::uint32_t samples) { return store(settings_.advanced.window.window_overlap, samples, samples >= get_window_length()); }
+bool manager_t::set_chirp_start(std::uint32_t chirp) { return store(settings_.advanced.chirp_start, chirp); }
+bool manager_t::set_chirp_config(const fmcw_chirp_config_t& value) { return store(settings_.advanced.chirp, value); }
+bool manager_t::set_time_auto_mode(fmcw_auto_detect_t value) { return store(settings_.advanced.time_auto_mode, value); }
+bool manager_t::set_meas_time(double seconds) { return store_time(*this, settings_.advanced.meas_time, seconds, seconds <= 0.0); }
+bool manager_t::set_time_gate_len(double seconds) { return store_time(*this, settings_.advanced.time_gate_len, seconds, seconds <= 0.0); }
+bool manager_t::set_time_gate_start(double seconds) { return store_time(*this, settings_.advanced.time_gate_start, seconds, seconds < 0.0); }
+bool manager_t::set_min_chirp_len(double seconds) { return store_time(*this, settings_.advanced.min_chirp_len, seconds, seconds < 0.0); }
+bool manager_t::set_max_chirp_len(double seconds) { return store_time(*this, settings_.advanced.max_chirp_len, seconds, seconds < 0.0); }
+bool manager_t::set_from_start(double fraction) { return store_time(*this, settings_.advanced.from_start, fraction, fraction < 0.0 || fraction > 1.0); }
+bool manager_t::set_from_end(double fraction) { return store_time(*this, settings_.advanced.from_end, fraction, fraction < 0.0 || fraction > 1.0); }
+bool manager_t::set_st_config(fmcw_st_config_t value) { return store(settings_.advanced.st_config, value); }
+bool manager_t::set_analysis_exclude(double fraction) { return store(settings_.advanced.analysis_exclude, fraction, fraction < 0.0 || fraction > 1.0); }
+bool manager_t::set_devlength_ref(fmcw_devlength_ref_t value) { return store_window(*this, settings_.advanced.devlength_ref, value); }
+bool manager_t::set_devlength_len(double fraction) { return store_window(*this, settings_.advanced.devlength_len, fraction, fraction < 0.0 || fraction > 1.0); }
+bool manager_t::set_devlength_offset_begin(double seconds) { return store_window(*this, settings_.advanced.devlength_offset_begin, seconds); }
+bool manager_t::set_devlength_offset_end(double seconds) { return store_window(*this, settings_.advanced.devlength_offset_end, seconds); }
+bool manager_t::set_chirp_state_deviation(bool value) { return store(settings_.devsetting.chirp_state_deviation, value); }
+bool manager_t::set_fm_settling_tol(double value) { return store(settings_.devsetting.fm_settling_tol, value, value < 0.0); }
+bool manager_t::set_pm_settling_tol(double value) { return store(settings_.devsetting.pm_settling_tol, value, value < 0.0); }
+bool manager_t::set_phase_noise_start(std::uint32_t value) { return store(settings_.devsetting.phase_noise_start, value); }
+bool manager_t::set_phase_noise_end(std::uint32_t value) { return store(settings_.devsetting.phase_noise_end, value); }
+bool manager_t::set_display_region(fmcw_display_region_t value) { return store(settings_.display_region, value); }
+bool manager_t::set_display_chirpNO(std::uint32_t chirp) { return store(settings_.display_chirpNO, chirp, !is_chirp_index_valid(chirp)); }
 // clang-format on
 
-bool manager_t::set_chirp_count(std::uint32_t v) {
-  if (v == 0) {
+bool manager_t::set_chirp_count(std::uint32_t count) {
+  if (count == 0) {
     return false;
   }
-  settings_.advanced.chirp_count = v;  // without the equality test of the others
+  settings_.advanced.chirp_count = count;  // without the equality test of the others
   return true;
 }
 

@@ -15,6 +15,9 @@ target_compile_options(
             -Werror
             -ffp-contract=off
             "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/="
+            -Wno-psabi
+            -fno-math-errno
+            -fno-trapping-math
             $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>)
 
 function(fmcw_demod_own_code target)

@@ -1,11 +1,15 @@
 #include "dft.h"
 
+#include "dispatch.h"
+#include "vector.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <numbers>
+#include <utility>
 
 namespace orn::common_lib {
 namespace {
@@ -34,22 +38,53 @@ std::complex<double> root_of_unity(std::uint64_t k, std::uint64_t n) {
   }
 }
 
-// std::complex multiplication checks for NaN and repairs infinities; a transform wants neither.
+/// A complex number without std::complex's repair of NaN products, which a transform does not want.
 template <class T>
-std::complex<T> product(std::complex<T> a, std::complex<T> b) {
-  return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
+struct point_t {
+  T re;
+  T im;
+};
+
+template <class T>
+ORN_KERNEL inline point_t<T> operator+(point_t<T> a, point_t<T> b) {
+  return {a.re + b.re, a.im + b.im};
 }
 
 template <class T>
-std::complex<T> times_minus_i(std::complex<T> a) {
-  return {a.imag(), -a.real()};
+ORN_KERNEL inline point_t<T> operator-(point_t<T> a, point_t<T> b) {
+  return {a.re - b.re, a.im - b.im};
+}
+
+template <class T, class Factor>
+ORN_KERNEL inline point_t<T> operator*(point_t<T> a, point_t<Factor> b) {
+  return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
+}
+
+template <class T, class Factor>
+ORN_KERNEL inline point_t<T> scaled(point_t<T> a, Factor scale) {
+  return {a.re * scale, a.im * scale};
+}
+
+template <class T>
+ORN_KERNEL inline point_t<T> times_minus_i(point_t<T> a) {
+  return {a.im, -a.re};
+}
+
+template <class T>
+ORN_KERNEL inline point_t<T> conjugate(point_t<T> a) {
+  return {a.re, -a.im};
+}
+
+template <class T>
+ORN_KERNEL inline point_t<T> point(std::complex<T> z) {
+  return {z.real(), z.imag()};
 }
 
 /// In-place DFT of Radix points, the innermost step of a pass. `roots` holds exp(-2 pi i k / Radix)
-/// and serves odd radices only.
-template <std::size_t Radix, class T>
-void butterfly(std::array<std::complex<T>, Radix>& a,
-               [[maybe_unused]] const std::array<std::complex<T>, Radix>& roots) {
+/// and serves odd radices only. A value is a number or a register full of them.
+template <std::size_t Radix, class Value, class T>
+ORN_KERNEL inline void butterfly(std::array<point_t<Value>, Radix>& a,
+                                 [[maybe_unused]] const std::array<point_t<T>, Radix>& roots) {
   if constexpr (Radix == 2) {
     a = {a[0] + a[1], a[0] - a[1]};
   } else if constexpr (Radix == 4) {
@@ -60,41 +95,41 @@ void butterfly(std::array<std::complex<T>, Radix>& a,
     a = {sum_even + sum_odd, difference_even + difference_odd, sum_even - sum_odd,
          difference_even - difference_odd};
   } else if constexpr (Radix == 8) {
-    std::array<std::complex<T>, 4> even = {a[0], a[2], a[4], a[6]};
-    std::array<std::complex<T>, 4> odd = {a[1], a[3], a[5], a[7]};
-    butterfly<4, T>(even, {});
-    butterfly<4, T>(odd, {});
+    std::array<point_t<Value>, 4> even = {a[0], a[2], a[4], a[6]};
+    std::array<point_t<Value>, 4> odd = {a[1], a[3], a[5], a[7]};
+    butterfly<4, Value, T>(even, {});
+    butterfly<4, Value, T>(odd, {});
     constexpr T half_root = std::numbers::sqrt2_v<T> / 2;
-    odd[1] = {(odd[1].real() + odd[1].imag()) * half_root,
-              (odd[1].imag() - odd[1].real()) * half_root};
+    odd[1] = {(odd[1].re + odd[1].im) * half_root, (odd[1].im - odd[1].re) * half_root};
     odd[2] = times_minus_i(odd[2]);
-    odd[3] = {(odd[3].imag() - odd[3].real()) * half_root,
-              (-odd[3].real() - odd[3].imag()) * half_root};
-    for (std::size_t k = 0; k < 4; ++k) {
-      a[k] = even[k] + odd[k];
-      a[k + 4] = even[k] - odd[k];
-    }
+    odd[3] = {(odd[3].im - odd[3].re) * half_root, (-odd[3].re - odd[3].im) * half_root};
+    a = {even[0] + odd[0], even[1] + odd[1], even[2] + odd[2], even[3] + odd[3],
+         even[0] - odd[0], even[1] - odd[1], even[2] - odd[2], even[3] - odd[3]};
   } else {
     // The points pair up: a[j] and a[Radix - j] meet conjugate roots in every bin, so cosines go
     // with their sum and sines with their difference, and bins k and Radix - k share both.
     constexpr std::size_t pairs = (Radix - 1) / 2;
-    std::array<std::complex<T>, pairs> sum;
-    std::array<std::complex<T>, pairs> difference;
+    std::array<point_t<Value>, pairs> sum;
+    std::array<point_t<Value>, pairs> difference;
+#pragma GCC unroll 8
     for (std::size_t j = 0; j < pairs; ++j) {
       sum[j] = a[j + 1] + a[Radix - 1 - j];
       difference[j] = times_minus_i(a[j + 1] - a[Radix - 1 - j]);
     }
-    const std::complex<T> first = a[0];
+    const point_t<Value> first = a[0];
+#pragma GCC unroll 8
     for (std::size_t j = 0; j < pairs; ++j) {
-      a[0] += sum[j];
+      a[0] = a[0] + sum[j];
     }
+#pragma GCC unroll 8
     for (std::size_t k = 1; k <= pairs; ++k) {
-      std::complex<T> even = first;
-      std::complex<T> odd = 0;
+      point_t<Value> even = first;
+      point_t<Value> odd = {};
+#pragma GCC unroll 8
       for (std::size_t j = 0; j < pairs; ++j) {
-        const std::complex<T> root = roots[k * (j + 1) % Radix];
-        even += sum[j] * root.real();
-        odd -= difference[j] * root.imag();
+        const point_t<T> root = roots[k * (j + 1) % Radix];
+        even = even + scaled(sum[j], root.re);
+        odd = odd - scaled(difference[j], root.im);
       }
       a[k] = even + odd;
       a[Radix - k] = even - odd;
@@ -102,55 +137,161 @@ void butterfly(std::array<std::complex<T>, Radix>& a,
   }
 }
 
-/// One pass: `stride` interleaved transforms of `length` points each become Radix * stride
-/// interleaved transforms of length / Radix points. `roots` is the table of length * stride points.
-template <std::size_t Radix, class T>
-void pass(std::span<const std::complex<T>> in, std::span<std::complex<T>> out, std::size_t stride,
-          std::span<const std::complex<T>> roots) {
-  const std::size_t length = in.size() / stride;
-  const std::size_t columns = length / Radix;
-  std::array<std::complex<T>, Radix> butterfly_roots;
-  for (std::size_t k = 0; k < Radix; ++k) {
-    butterfly_roots[k] = roots[k * columns * stride];
-  }
-  for (std::size_t column = 0; column < columns; ++column) {
-    for (std::size_t q = 0; q < stride; ++q) {
-      std::array<std::complex<T>, Radix> a;
-      for (std::size_t r = 0; r < Radix; ++r) {
-        a[r] = in[q + stride * (column + columns * r)];
-      }
-      butterfly<Radix, T>(a, butterfly_roots);
-      out[q + stride * Radix * column] = a[0];
-      for (std::size_t c = 1; c < Radix; ++c) {
-        // Column 0 turns by nothing: multiplying by 1 + 0i would let one infinity spoil a bin
-        // twice.
-        out[q + stride * (Radix * column + c)] =
-            column == 0 ? a[c] : product(a[c], roots[column * c * stride]);
-      }
+/// One pass: `stride` interleaved transforms of `points` points each become Radix * stride
+/// interleaved transforms of points / Radix points. The stride counts the lanes in.
+template <class T>
+struct pass_t {
+  const T* in_re;
+  const T* in_im;
+  T* out_re;
+  T* out_im;
+  std::size_t points;
+  std::size_t stride;
+  const std::complex<T>*
+      roots;              ///< exp(-2 pi i k / n), the first one of any multiple n of `points`
+  std::size_t root_step;  ///< n / points
+
+  template <std::size_t Radix>
+  ORN_KERNEL std::array<point_t<T>, Radix> butterfly_roots() const {
+    std::array<point_t<T>, Radix> result;
+    for (std::size_t k = 0; k < Radix; ++k) {
+      result[k] = point(roots[k * (points / Radix) * root_step]);
     }
+    return result;
+  }
+};
+
+/// One column of a pass, all of whose transforms turn by the same angles, from transform `q` on as
+/// far as whole values go. Returns the first transform that is left.
+template <std::size_t Radix, bool Turned, class Value, class T>
+ORN_KERNEL inline std::size_t transform_column(const pass_t<T>& pass, std::size_t column,
+                                               const std::array<point_t<T>, Radix>& butterfly_roots,
+                                               std::size_t q) {
+  const std::size_t row = pass.stride * (pass.points / Radix);
+  const T* const in_re = pass.in_re + pass.stride * column;
+  const T* const in_im = pass.in_im + pass.stride * column;
+  T* const out_re = pass.out_re + pass.stride * Radix * column;
+  T* const out_im = pass.out_im + pass.stride * Radix * column;
+  std::array<point_t<T>, Radix> turns;
+  for (std::size_t c = 1; c < Radix; ++c) {
+    turns[c] = point(pass.roots[column * c * pass.root_step]);
+  }
+  constexpr std::size_t width = sizeof(Value) / sizeof(T);
+  for (; q + width <= pass.stride; q += width) {
+    std::array<point_t<Value>, Radix> a;
+#pragma GCC unroll 16
+    for (std::size_t r = 0; r < Radix; ++r) {
+      a[r] = {load<Value>(in_re + q + row * r), load<Value>(in_im + q + row * r)};
+    }
+    butterfly<Radix, Value, T>(a, butterfly_roots);
+#pragma GCC unroll 16
+    for (std::size_t c = 0; c < Radix; ++c) {
+      // Column 0 turns by nothing: multiplying by 1 + 0i would let one infinity spoil a bin twice.
+      const point_t<Value> turned = Turned && c != 0 ? a[c] * turns[c] : a[c];
+      store(turned.re, out_re + q + pass.stride * c);
+      store(turned.im, out_im + q + pass.stride * c);
+    }
+  }
+  return q;
+}
+
+template <std::size_t Radix, class Value, class T>
+ORN_KERNEL inline void transform_columns(const pass_t<T>& pass) {
+  const auto butterfly_roots = pass.template butterfly_roots<Radix>();
+  const std::size_t rest =
+      transform_column<Radix, false, Value>(pass, 0, butterfly_roots, std::size_t{0});
+  transform_column<Radix, false, T>(pass, 0, butterfly_roots, rest);
+  for (std::size_t column = 1; column < pass.points / Radix; ++column) {
+    transform_column<Radix, true, Value>(pass, column, butterfly_roots, std::size_t{0});
+    transform_column<Radix, true, T>(pass, column, butterfly_roots, rest);
   }
 }
 
+/// The first pass of a single series, whose columns hold one element each and go side by side.
+template <std::size_t Radix, class Value, class T>
+ORN_KERNEL inline std::size_t transform_single_columns(const pass_t<T>& pass, std::size_t column) {
+  const auto butterfly_roots = pass.template butterfly_roots<Radix>();
+  const std::size_t row = pass.points / Radix;
+  constexpr std::size_t width = sizeof(Value) / sizeof(T);
+  for (; column + width <= row; column += width) {
+    std::array<point_t<Value>, Radix> a;
+#pragma GCC unroll 16
+    for (std::size_t r = 0; r < Radix; ++r) {
+      a[r] = {load<Value>(pass.in_re + column + row * r),
+              load<Value>(pass.in_im + column + row * r)};
+    }
+    butterfly<Radix, Value, T>(a, butterfly_roots);
+    for (std::size_t c = 0; c < Radix; ++c) {
+      std::array<T, width> re;
+      std::array<T, width> im;
+      store(a[c].re, re.data());
+      store(a[c].im, im.data());
+      for (std::size_t i = 0; i < width; ++i) {
+        point_t<T> turned = {re[i], im[i]};
+        if (c != 0) {
+          turned = turned * point(pass.roots[(column + i) * c * pass.root_step]);
+        }
+        pass.out_re[Radix * (column + i) + c] = turned.re;
+        pass.out_im[Radix * (column + i) + c] = turned.im;
+      }
+    }
+  }
+  return column;
+}
+
+/// Transforms that fill a cache line and every register.
 template <class T>
-void pass_of(std::size_t radix, std::span<const std::complex<T>> in, std::span<std::complex<T>> out,
-             std::size_t stride, std::span<const std::complex<T>> roots) {
+constexpr std::size_t full_unit = 64 / sizeof(T);
+
+template <std::size_t Radix, class T>
+void run(const pass_t<T>& pass) {
+  dispatch([pass](auto on) ORN_KERNEL {
+    using value_t = vector_t<T, decltype(on)>;
+    if (pass.stride != 1) {
+      transform_columns<Radix, value_t>(pass);
+      return;
+    }
+    transform_column<Radix, false, T>(pass, 0, pass.template butterfly_roots<Radix>(), 0);
+    const std::size_t rest = transform_single_columns<Radix, value_t>(pass, 1);
+    transform_single_columns<Radix, T>(pass, rest);
+  });
+}
+
+template <class T>
+void run(std::size_t radix, const pass_t<T>& pass) {
   switch (radix) {
     case 2:
-      return pass<2, T>(in, out, stride, roots);
+      return run<2>(pass);
     case 3:
-      return pass<3, T>(in, out, stride, roots);
+      return run<3>(pass);
     case 4:
-      return pass<4, T>(in, out, stride, roots);
+      return run<4>(pass);
     case 5:
-      return pass<5, T>(in, out, stride, roots);
+      return run<5>(pass);
     case 7:
-      return pass<7, T>(in, out, stride, roots);
+      return run<7>(pass);
     case 8:
-      return pass<8, T>(in, out, stride, roots);
+      return run<8>(pass);
     case 11:
-      return pass<11, T>(in, out, stride, roots);
+      return run<11>(pass);
     default:
-      return pass<13, T>(in, out, stride, roots);
+      return run<13>(pass);
+  }
+}
+
+/// Runs passes on `data` from a state of `stride` interleaved transforms of `points` points each,
+/// `passed` being the other buffer.
+template <class T>
+void run_passes(std::span<const std::size_t> radices, std::size_t points, std::size_t stride,
+                const std::complex<T>* roots, std::size_t root_step, planes_t<T>& data,
+                planes_t<T>& passed) {
+  for (const std::size_t radix : radices) {
+    run(radix, pass_t<T>{data.re.data(), data.im.data(), passed.re.data(), passed.im.data(), points,
+                         stride, roots, root_step});
+    points /= radix;
+    stride *= radix;
+    root_step *= radix;
+    data.swap(passed);
   }
 }
 
@@ -183,12 +324,51 @@ std::vector<std::size_t> radices_of(std::size_t length) {
 }
 
 /// Smallest length at or above `minimum` with no prime factor but 2, 3 and 5.
-std::size_t padded_length(std::size_t minimum) {
+std::size_t smooth_length(std::size_t minimum) {
   std::size_t length = minimum;
   while (without_factor(without_factor(without_factor(length, 2), 3), 5) != 1) {
     ++length;
   }
   return length;
+}
+
+/// exp(-2 pi i k / n) for all k. What symmetry gives is not computed: the values are those of
+/// root_of_unity, signs of zeros included.
+template <class T>
+void fill_roots(std::span<std::complex<T>> roots) {
+  const std::size_t n = roots.size();
+  if (n % 4 != 0) {
+    for (std::size_t k = 0; k <= n / 2; ++k) {
+      roots[k] = std::complex<T>(root_of_unity(k, n));
+    }
+    for (std::size_t k = n / 2 + 1; k < n; ++k) {
+      roots[k] = std::conj(roots[n - k]);
+    }
+    return;
+  }
+  // The quarter q of root_of_unity holds k from q n / 4 - n / 8, included, to q n / 4 + n / 8.
+  // Within it the root is a quarter turn's power times that of k - q n / 4, of which the sign goes
+  // with the sine.
+  const std::size_t quarter = n / 4;
+  const std::size_t eighth = n / 8;
+  for (std::size_t k = 0; k <= eighth; ++k) {
+    const std::complex<T> below(root_of_unity(n - k, n));  // cosine and sine of a positive angle
+    const T c = below.real();
+    const T s = k == 0 ? T(0) : below.imag();
+    const bool inside = 8 * k < n;
+    if (inside) {
+      roots[k] = {c, -s};
+      roots[quarter + k] = {-s, -c};
+      roots[2 * quarter + k] = {-c, s};
+      roots[3 * quarter + k] = {s, c};
+    }
+    if (k != 0) {
+      roots[n - k] = {c, s};
+      roots[quarter - k] = {s, -c};
+      roots[2 * quarter - k] = {-c, -s};
+      roots[3 * quarter - k] = {-s, c};
+    }
+  }
 }
 
 }  // namespace
@@ -204,24 +384,55 @@ bool mixed_radix_dft_t<T>::serves(std::size_t length) {
 
 template <class T>
 mixed_radix_dft_t<T>::mixed_radix_dft_t(std::size_t length)
-    : radices_(radices_of(length)), roots_(length), scratch_(length) {
-  for (std::size_t k = 0; k < length; ++k) {
-    roots_[k] = std::complex<T>(root_of_unity(k, length));
-  }
+    : radices_(radices_of(length)), roots_(length) {
+  fill_roots<T>(roots_);
 }
 
 template <class T>
-void mixed_radix_dft_t<T>::forward(std::span<std::complex<T>> data) {
-  std::span<std::complex<T>> from = data;
-  std::span<std::complex<T>> to = scratch_;
-  std::size_t stride = 1;
-  for (const std::size_t radix : radices_) {
-    pass_of<T>(radix, from, to, stride, roots_);
-    stride *= radix;
-    std::swap(from, to);
+void mixed_radix_dft_t<T>::forward(planes_t<T>& data, std::size_t lanes) {
+  // Beyond the cache a pass costs what it moves, so as soon as what is left of the transforms of
+  // one unit fits, they are finished unit by unit.
+  constexpr std::size_t cached = (std::size_t{1} << 18) / sizeof(T);  // per plane and buffer
+  passed_.resize(data.size());
+  std::size_t points = length();
+  std::size_t stride = lanes;
+  std::size_t first = 0;
+  const bool in_blocks = data.size() > 2 * cached;
+  while (first < radices_.size() &&
+         !(in_blocks && stride % full_unit<T> == 0 && points * full_unit<T> <= cached)) {
+    run_passes<T>(std::span(radices_).subspan(first, 1), points, stride, roots_.data(),
+                  stride / lanes, data, passed_);
+    points /= radices_[first];
+    stride *= radices_[first];
+    ++first;
   }
-  if (from.data() != data.data()) {
-    std::copy(from.begin(), from.end(), data.begin());
+  if (first < radices_.size()) {
+    finish_in_blocks(first, stride, lanes, data);
+  }
+}
+
+/// Runs the passes from `first_pass` on, `stride` transforms being left, a full unit at a time.
+template <class T>
+void mixed_radix_dft_t<T>::finish_in_blocks(std::size_t first_pass, std::size_t stride,
+                                            std::size_t lanes, planes_t<T>& data) {
+  const std::size_t points = data.size() / stride;
+  scratch_t<std::complex<T>> roots(points);
+  for (std::size_t k = 0; k < points; ++k) {
+    roots[k] = roots_[k * (stride / lanes)];
+  }
+  block_.resize(points * full_unit<T>);
+  block_passed_.resize(points * full_unit<T>);
+  for (std::size_t first = 0; first < stride; first += full_unit<T>) {
+    for (std::size_t k = 0; k < points; ++k) {
+      std::copy_n(&data.re[first + stride * k], full_unit<T>, &block_.re[full_unit<T> * k]);
+      std::copy_n(&data.im[first + stride * k], full_unit<T>, &block_.im[full_unit<T> * k]);
+    }
+    run_passes<T>(std::span(radices_).subspan(first_pass), points, full_unit<T>, roots.data(), 1,
+                  block_, block_passed_);
+    for (std::size_t k = 0; k < points; ++k) {
+      std::copy_n(&block_.re[full_unit<T> * k], full_unit<T>, &data.re[first + stride * k]);
+      std::copy_n(&block_.im[full_unit<T> * k], full_unit<T>, &data.im[first + stride * k]);
+    }
   }
 }
 
@@ -229,49 +440,128 @@ void mixed_radix_dft_t<T>::forward(std::span<std::complex<T>> data) {
 // X[k] = c[k] sum over n of (x[n] c[n]) conj(c[k - n]): a convolution, made cyclic by zeros
 // (Bluestein, IEEE Trans. Audio Electroacoust. 18 (1970), 451).
 bluestein_dft_t::bluestein_dft_t(std::size_t length)
-    : chirp_(length),
-      convolved_(padded_length(2 * length - 1)),
-      kernel_(convolved_.size()),
-      dft_(convolved_.size()) {
-  const double scale = 1.0 / static_cast<double>(kernel_.size());
+    : dft_(smooth_length(2 * length - 1)), chirp_(length), kernel_(dft_.length()) {
   std::uint64_t square = 0;  // k^2 modulo 2 N
-  for (std::size_t k = 0; k < length; ++k) {
+  for (std::size_t k = 0; k <= length / 2; ++k) {
     chirp_[k] = root_of_unity(square, 2 * length);
-    kernel_[k] = std::conj(chirp_[k]) * scale;
-    if (k != 0) {
-      kernel_[kernel_.size() - k] = kernel_[k];
-    }
     square = (square + 2 * k + 1) % (2 * length);
   }
-  dft_.forward(kernel_);
+  // (N - k)^2 is k^2 modulo 2 N for an even N, k^2 + N, half a turn more, for an odd one.
+  for (std::size_t k = length / 2 + 1; k < length; ++k) {
+    chirp_[k] = length % 2 == 0 ? chirp_[length - k] : -chirp_[length - k];
+  }
+
+  const double scale = 1.0 / static_cast<double>(kernel_.size());
+  convolved_.resize(kernel_.size());
+  std::fill(convolved_.re.begin(), convolved_.re.end(), 0.0);
+  std::fill(convolved_.im.begin(), convolved_.im.end(), 0.0);
+  for (std::size_t k = 0; k < length; ++k) {
+    const std::complex<double> weight = std::conj(chirp_[k]) * scale;
+    const std::size_t mirrored = k == 0 ? 0 : kernel_.size() - k;
+    convolved_.re[k] = convolved_.re[mirrored] = weight.real();
+    convolved_.im[k] = convolved_.im[mirrored] = weight.imag();
+  }
+  dft_.forward(convolved_, 1);
+  for (std::size_t k = 0; k < kernel_.size(); ++k) {
+    kernel_[k] = {convolved_.re[k], convolved_.im[k]};
+  }
 }
 
-void bluestein_dft_t::forward(std::span<std::complex<float>> data) {
-  std::fill(convolved_.begin(), convolved_.end(), 0.0);
-  for (std::size_t k = 0; k < data.size(); ++k) {
-    convolved_[k] = product(std::complex<double>(data[k]), chirp_[k]);
-  }
-  dft_.forward(convolved_);
+namespace {
+
+template <class T>
+struct plane_pointers_t {
+  explicit plane_pointers_t(planes_t<T>& planes) : re(planes.re.data()), im(planes.im.data()) {}
+  T* re;
+  T* im;
+};
+
+/// y = x c, element by element, the lanes sharing a factor.
+void apply_chirp(plane_pointers_t<float> x, std::span<const std::complex<double>> c,
+                 std::size_t lanes, plane_pointers_t<double> y) {
+  dispatch([=](auto /*target*/) ORN_KERNEL {
+    for (std::size_t k = 0; k < c.size(); ++k) {
+      const point_t<double> factor = point(c[k]);
+      for (std::size_t i = k * lanes; i < (k + 1) * lanes; ++i) {
+        const auto z = point_t<double>{x.re[i], x.im[i]} * factor;
+        y.re[i] = z.re;
+        y.im[i] = z.im;
+      }
+    }
+  });
+}
+
+/// y = conj(y c), the first half of an inverse transform.
+void multiply_and_conjugate(plane_pointers_t<double> y, std::span<const std::complex<double>> c,
+                            std::size_t lanes) {
+  dispatch([=](auto /*target*/) ORN_KERNEL {
+    for (std::size_t k = 0; k < c.size(); ++k) {
+      const point_t<double> factor = point(c[k]);
+      for (std::size_t i = k * lanes; i < (k + 1) * lanes; ++i) {
+        const auto z = conjugate(point_t<double>{y.re[i], y.im[i]} * factor);
+        y.re[i] = z.re;
+        y.im[i] = z.im;
+      }
+    }
+  });
+}
+
+/// x = conj(y) c in single precision, the second half.
+void conjugate_and_apply_chirp(plane_pointers_t<double> y, std::span<const std::complex<double>> c,
+                               std::size_t lanes, plane_pointers_t<float> x) {
+  dispatch([=](auto /*target*/) ORN_KERNEL {
+    for (std::size_t k = 0; k < c.size(); ++k) {
+      const point_t<double> factor = point(c[k]);
+      for (std::size_t i = k * lanes; i < (k + 1) * lanes; ++i) {
+        const auto z = conjugate(point_t<double>{y.re[i], y.im[i]}) * factor;
+        x.re[i] = static_cast<float>(z.re);
+        x.im[i] = static_cast<float>(z.im);
+      }
+    }
+  });
+}
+
+}  // namespace
+
+void bluestein_dft_t::forward(planes_t<float>& data, std::size_t lanes) {
+  convolved_.resize(kernel_.size() * lanes);
+  apply_chirp(plane_pointers_t(data), chirp_, lanes, plane_pointers_t(convolved_));
+  const auto padding = static_cast<std::ptrdiff_t>(chirp_.size() * lanes);
+  std::fill(convolved_.re.begin() + padding, convolved_.re.end(), 0.0);
+  std::fill(convolved_.im.begin() + padding, convolved_.im.end(), 0.0);
+  dft_.forward(convolved_, lanes);
   // The inverse transform is the forward one between two conjugations.
-  for (std::size_t k = 0; k < convolved_.size(); ++k) {
-    convolved_[k] = std::conj(product(convolved_[k], kernel_[k]));
-  }
-  dft_.forward(convolved_);
-  for (std::size_t k = 0; k < data.size(); ++k) {
-    data[k] = std::complex<float>(product(std::conj(convolved_[k]), chirp_[k]));
-  }
+  multiply_and_conjugate(plane_pointers_t(convolved_), kernel_, lanes);
+  dft_.forward(convolved_, lanes);
+  conjugate_and_apply_chirp(plane_pointers_t(convolved_), chirp_, lanes, plane_pointers_t(data));
 }
 
 dft_t::dft_t(std::size_t length)
-    : method_(mixed_radix_dft_t<float>::serves(length)
+    : length_(length),
+      method_(mixed_radix_dft_t<float>::serves(length)
                   ? method_t(std::in_place_type<mixed_radix_dft_t<float>>, length)
                   : method_t(std::in_place_type<bluestein_dft_t>, length)) {}
 
+std::size_t dft_t::good_lanes() const {
+  if (length_ > 16384) {
+    return 1;
+  }
+  return std::holds_alternative<bluestein_dft_t>(method_) ? full_unit<double> : full_unit<float>;
+}
+
+void dft_t::forward(planes_t<float>& data, std::size_t lanes) {
+  std::visit([&](auto& method) { method.forward(data, lanes); }, method_);
+}
+
 void dft_t::forward(std::span<std::complex<float>> data) {
-  if (auto* const mixed_radix = std::get_if<mixed_radix_dft_t<float>>(&method_)) {
-    mixed_radix->forward(data);
-  } else if (auto* const bluestein = std::get_if<bluestein_dft_t>(&method_)) {
-    bluestein->forward(data);
+  planes_.resize(data.size());
+  for (std::size_t k = 0; k < data.size(); ++k) {
+    planes_.re[k] = data[k].real();
+    planes_.im[k] = data[k].imag();
+  }
+  forward(planes_, 1);
+  for (std::size_t k = 0; k < data.size(); ++k) {
+    data[k] = {planes_.re[k], planes_.im[k]};
   }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "scratch.h"
+
 #include <complex>
 #include <cstddef>
 #include <span>
@@ -7,6 +9,10 @@
 #include <vector>
 
 namespace orn::common_lib {
+
+/// Transforms work on several series at once, which is where their speed comes from: element i of
+/// series l lies at index i * lanes + l of both planes. The bits of a series do not depend on the
+/// number of lanes.
 
 /// Forward DFT of lengths whose prime factors are all small: mixed radix, self-sorting passes
 /// (Stockham, decimation in frequency). T is the precision of the data and of every operation.
@@ -19,13 +25,19 @@ class mixed_radix_dft_t {
   /// length  number of points, at least 1, with serves(length)
   explicit mixed_radix_dft_t(std::size_t length);
 
-  /// Transforms `data`, exactly `length` points, in place.
-  void forward(std::span<std::complex<T>> data);
+  std::size_t length() const { return roots_.size(); }
+
+  /// Transforms `data`, lanes times length() points, in place.
+  void forward(planes_t<T>& data, std::size_t lanes);
 
  private:
-  std::vector<std::size_t> radices_;      ///< one per pass; their product is the length
-  std::vector<std::complex<T>> roots_;    ///< exp(-2 pi i k / length), k = 0 ... length - 1
-  std::vector<std::complex<T>> scratch_;  ///< a pass reads one buffer and writes the other
+  void finish_in_blocks(std::size_t first_pass, std::size_t stride, std::size_t lanes,
+                        planes_t<T>& data);
+
+  std::vector<std::size_t> radices_;  ///< one per pass; their product is the length
+  scratch_t<std::complex<T>> roots_;  ///< exp(-2 pi i k / length), k = 0 ... length - 1
+  planes_t<T> passed_;                ///< a pass reads one buffer and writes the other
+  planes_t<T> block_, block_passed_;  ///< the same for a block that stays in the cache
 };
 
 /// Forward DFT of any length by Bluestein's algorithm: the DFT written as a convolution with a
@@ -36,14 +48,14 @@ class bluestein_dft_t {
   /// length  number of points, at least 1
   explicit bluestein_dft_t(std::size_t length);
 
-  /// Transforms `data`, exactly `length` points, in place.
-  void forward(std::span<std::complex<float>> data);
+  /// Transforms `data`, lanes times `length` points, in place.
+  void forward(planes_t<float>& data, std::size_t lanes);
 
  private:
-  std::vector<std::complex<double>> chirp_;      ///< exp(-pi i k^2 / length)
-  std::vector<std::complex<double>> convolved_;  ///< work buffer of the padded length
-  std::vector<std::complex<double>> kernel_;     ///< spectrum of the conjugate chirp, scaled
-  mixed_radix_dft_t<double> dft_;                ///< of the padded length
+  mixed_radix_dft_t<double> dft_;           ///< of the padded length
+  scratch_t<std::complex<double>> chirp_;   ///< exp(-pi i k^2 / length)
+  scratch_t<std::complex<double>> kernel_;  ///< spectrum of the conjugate chirp, scaled
+  planes_t<double> convolved_;              ///< work buffer of the padded length
 };
 
 /// Forward DFT of any length on single-precision samples, unnormalised, with the tables and the
@@ -53,12 +65,21 @@ class dft_t {
   /// length  number of points, at least 1
   explicit dft_t(std::size_t length);
 
-  /// Transforms `data`, exactly `length` points, in place.
+  /// Number of lanes that work well: as many as fill a cache line,
+  /// but 1 for lengths that are long enough by themselves.
+  std::size_t good_lanes() const;
+
+  /// Transforms `data`, lanes times `length` points, in place.
+  void forward(planes_t<float>& data, std::size_t lanes);
+
+  /// Transforms one series, exactly `length` points, in place.
   void forward(std::span<std::complex<float>> data);
 
  private:
   using method_t = std::variant<mixed_radix_dft_t<float>, bluestein_dft_t>;
+  std::size_t length_;
   method_t method_;
+  planes_t<float> planes_;  ///< of a series that comes interleaved
 };
 
 }  // namespace orn::common_lib

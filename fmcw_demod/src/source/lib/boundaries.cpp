@@ -2,10 +2,12 @@
 
 #include <fmcw_demod/engine.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
 
 namespace orn::fmcw_demod_lib {
 namespace {
@@ -20,12 +22,19 @@ bool indexable(std::size_t n) {
 /// Indices at which the slope changes sign between two values that are both clearly not zero.
 template <class T>
 std::vector<int> sign_changes(const std::vector<T>& slope) {
-  constexpr T clearly = 100;  // Hz/s
+  constexpr T clearly = 100;            // Hz/s
+  constexpr std::size_t stretch = 256;  // searched only when a look at the whole finds a change
+  const std::span<const T> all(slope);
   std::vector<int> changes;
-  for (std::size_t i = 1; i < slope.size(); ++i) {
-    if (slope[i] * slope[i - 1] < 0 && std::abs(slope[i]) > clearly &&
-        std::abs(slope[i - 1]) > clearly) {
-      changes.push_back(static_cast<int>(i));
+  for (std::size_t first = 1; first < all.size(); first += stretch) {
+    const std::size_t end = std::min(first + stretch, all.size());
+    if (!kernels::any_sign_change(all.subspan(first - 1, end - first + 1), clearly)) {
+      continue;
+    }
+    for (std::size_t i = first; i < end; ++i) {
+      if (all[i] * all[i - 1] < 0 && std::abs(all[i]) > clearly && std::abs(all[i - 1]) > clearly) {
+        changes.push_back(static_cast<int>(i));
+      }
     }
   }
   return changes;

@@ -4,7 +4,6 @@
 #include <fmcw_demod/engine.h>
 
 #include <cmath>
-#include <numbers>
 
 namespace orn::fmcw_demod_lib {
 
@@ -13,14 +12,7 @@ void FMCWAnalyze::compute_instantaneous_freq(const std::vector<sample_t>& signal
                                              std::vector<double>& phase) const {
   phase.resize(signal.size());
   freq.resize(signal.size());
-  kernels::phase_angles<double>(signal, phase);
-  kernels::unwrap<double>(phase);
-  if (signal.size() < 2) {
-    freq.assign(signal.size(), 0.0);
-    return;
-  }
-  constexpr double two_pi = 2.0 * std::numbers::pi;
-  kernels::scaled_gradient<double>(phase, double{fs} / two_pi, freq);
+  kernels::instantaneous_frequency(signal, fs, freq, phase);
 }
 
 void FMCWAnalyze::smooth_with_triang(std::vector<float>& trace, int n) const {

@@ -215,18 +215,14 @@ void measure_power(std::span<const sample_t> samples, float impedance, fmcw_chir
   const auto dbm = [ohms = static_cast<double>(impedance)](double squared_magnitude) {
     return 10.0 * std::log10(squared_magnitude / ohms * 1000.0);
   };
-  double sum = 0.0;
-  double highest = -300.0;
-  double lowest = 300.0;
-  for (const sample_t z : samples) {
-    const float a = kernels::magnitude(z);
-    const float squared = a * a;
-    sum += squared;
-    const double level = dbm(squared);
-    highest = level > highest ? level : highest;
-    lowest = level < lowest ? level : lowest;
-  }
-  chirp.power_avg = single(dbm(sum / static_cast<double>(samples.size())));
+  // The level grows with the square, and squares are floats, whose spacing is far above the error
+  // of a logarithm: the extreme levels are those of the extreme squares.
+  const kernels::squares_t squares = kernels::squares(samples);
+  const double level_of_largest = dbm(squares.largest);
+  const double level_of_smallest = dbm(squares.smallest);
+  const double highest = level_of_largest > -300.0 ? level_of_largest : -300.0;
+  const double lowest = level_of_smallest < 300.0 ? level_of_smallest : 300.0;
+  chirp.power_avg = single(dbm(squares.sum / static_cast<double>(samples.size())));
   chirp.power_peak = single(highest);
   chirp.power_min = single(lowest);
   chirp.power_pk_dev = single(highest - lowest);

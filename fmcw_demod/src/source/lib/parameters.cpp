@@ -120,10 +120,16 @@ void FMCWConfig::compute_instantaneous_freq_simple(const std::vector<sample_t>& 
   }
   std::vector<float> phase(signal.size());
   freq.resize(signal.size());
-  kernels::phase_angles<float>(signal, phase);
+  kernels::phase_angles(signal, phase);
   kernels::unwrap<float>(phase);
   constexpr float two_pi = 2.0F * std::numbers::pi_v<float>;
-  kernels::scaled_gradient<float>(phase, fs / two_pi, freq);
+  const float scale = fs / two_pi;
+  const std::size_t last = phase.size() - 1;
+  freq[0] = (phase[1] - phase[0]) * scale;
+  for (std::size_t i = 1; i < last; ++i) {
+    freq[i] = ((phase[i + 1] - phase[i - 1]) * 0.5F) * scale;
+  }
+  freq[last] = (phase[last] - phase[last - 1]) * scale;
 }
 
 }  // namespace orn::fmcw_demod_lib

@@ -1,7 +1,7 @@
 #include "basefunc/kernels.h"
 #include "dft.h"
+#include "scratch.h"
 
-#include <common_lib/fourier_transform.h>
 #include <common_lib/window_function.h>
 #include <fmcw_demod/basefunc.h>
 #include <fmcw_demod/engine.h>
@@ -14,28 +14,84 @@
 namespace orn::fmcw_demod_lib {
 namespace {
 
-/// Hamming-windowed, centred spectra of equally long segments.
-class segment_spectrum_t {
+/// Spectra of equally long, Hamming-windowed segments that start `hop` samples apart, some lanes of
+/// them at a time: bin i of lane l lies at index i * lanes() + l.
+class segment_spectra_t {
  public:
-  explicit segment_spectrum_t(std::uint32_t length) : dft_(length), bins_(length) {
+  segment_spectra_t(std::span<const sample_t> samples, std::uint32_t length, std::size_t hop)
+      : samples_(samples), hop_(hop), dft_(length), lanes_(dft_.good_lanes()) {
     common_lib::lib_window_function_t::generate_hamming_window(window_, length, true);
+    // As many lanes as make the overlap of neighbouring loads small, in a first-level cache.
+    loaded_ = lanes_ * std::clamp<std::size_t>(2048 / (hop * lanes_), 1, 8);
+    pitch_ = loaded_ + (length + hop - 1) / hop;
+    phases_.resize(hop * pitch_);
+    std::fill(phases_.re.begin(), phases_.re.end(), 0.0F);
+    std::fill(phases_.im.begin(), phases_.im.end(), 0.0F);
+    bins_.resize(length * lanes_);
   }
 
-  /// Spectrum of the segment that starts at `first`, negative frequencies first; valid until the
-  /// next call.
-  std::span<const sample_t> operator()(const sample_t* first) {
-    for (std::size_t i = 0; i < bins_.size(); ++i) {
-      bins_[i] = first[i] * window_[i].real();
+  std::size_t lanes() const { return lanes_; }
+
+  /// The spectra of segments first ... first + lanes() - 1, `first` being a multiple of lanes().
+  /// Lanes past segment `count` - 1 hold numbers without meaning. Valid until the next call.
+  const common_lib::planes_t<float>& operator()(std::size_t first, std::size_t count) {
+    if (first % loaded_ == 0) {
+      load(first, std::min(loaded_, count - first));
     }
-    dft_.forward(bins_);
-    common_lib::lib_fourier_transform_t::fft_shift(bins_);
+    kernels::windowed_lanes(phases_.re, hop_, pitch_, first % loaded_, lanes_, window_, bins_.re);
+    kernels::windowed_lanes(phases_.im, hop_, pitch_, first % loaded_, lanes_, window_, bins_.im);
+    dft_.forward(bins_, lanes_);
     return bins_;
   }
 
  private:
+  /// Sorts the samples of `count` segments by their position modulo the hop: the samples that an
+  /// index has in neighbouring segments are neighbours then.
+  void load(std::size_t first, std::size_t count) {
+    const auto samples = samples_.subspan(first * hop_, (count - 1) * hop_ + window_.size());
+    std::size_t column = 0;
+    for (std::size_t i = 0; i < samples.size(); ++column) {
+      const std::size_t end = std::min(i + hop_, samples.size());
+      for (std::size_t at = column; i < end; ++i, at += pitch_) {
+        phases_.re[at] = samples[i].real();
+        phases_.im[at] = samples[i].imag();
+      }
+    }
+  }
+
+  std::span<const sample_t> samples_;
+  std::size_t hop_;
   common_lib::dft_t dft_;
+  std::size_t lanes_;
+  std::size_t loaded_;  ///< segments that are loaded at once
+  std::size_t pitch_;   ///< from a phase's first sample to the next phase's
   std::vector<sample_t> window_;
-  std::vector<sample_t> bins_;
+  common_lib::planes_t<float> phases_;
+  common_lib::planes_t<float> bins_;
+};
+
+/// Centred levels, one row per segment. Every row is allocated just before it is filled: memory
+/// that is touched at once is cheapest.
+class level_rows_t {
+ public:
+  level_rows_t(std::size_t length, std::size_t lanes) : length_(length), levels_(length * lanes) {}
+
+  /// Fills `rows` from the spectra of as many lanes.
+  void fill(const common_lib::planes_t<float>& bins, std::span<std::vector<float>> rows) {
+    kernels::spectral_levels(bins.re, bins.im, levels_);
+    std::vector<float*>& targets = targets_;
+    targets.clear();
+    for (std::vector<float>& row : rows) {
+      row.resize(length_);
+      targets.push_back(row.data());
+    }
+    kernels::lanes_to_centred_rows(levels_, bins.size() / length_, targets);
+  }
+
+ private:
+  std::size_t length_;
+  common_lib::scratch_t<float> levels_;
+  std::vector<float*> targets_;
 };
 
 /// Bin frequencies [Hz] of a centred spectrum; for an odd length no bin sits at 0.
@@ -44,17 +100,6 @@ void fill_frequency_axis(float fs, std::vector<float>& axis) {
   for (std::size_t i = 0; i < axis.size(); ++i) {
     axis[i] = (static_cast<float>(i) - points * 0.5F) * fs / points;
   }
-}
-
-/// Index of the strongest bin, the lowest one of a tie.
-std::size_t strongest(std::span<const sample_t> bins) {
-  std::size_t peak = 0;
-  for (std::size_t i = 1; i < bins.size(); ++i) {
-    if (kernels::magnitude(bins[i]) > kernels::magnitude(bins[peak])) {
-      peak = i;
-    }
-  }
-  return peak;
 }
 
 }  // namespace
@@ -77,12 +122,15 @@ void FMCWAnalyze::compute_stft_wincfg(const std::vector<sample_t>& signal, float
     return;
   }
   fill_frequency_axis(fs, freq);
-  segment_spectrum_t spectrum(length);
   for (std::size_t k = 0; k < row_count; ++k) {
     const auto doubled_centre = static_cast<std::uint32_t>((length - 1) + 2 * k * hop);
     time[k] = static_cast<float>(doubled_centre) * 0.5F / fs;
-    rows[k].resize(length);
-    kernels::spectral_levels(spectrum(signal.data() + k * hop), rows[k]);
+  }
+  segment_spectra_t spectra(signal, length, hop);
+  level_rows_t levels(length, spectra.lanes());
+  for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
+    const std::size_t count = std::min(spectra.lanes(), row_count - k);
+    levels.fill(spectra(k, row_count), std::span(rows).subspan(k, count));
   }
 }
 
@@ -106,13 +154,20 @@ void FMCWAnalyze::compute_spectrogram(const std::vector<sample_t>& signal, float
   result.spectrogram_freq_axis.resize(length);
   fill_frequency_axis(fs, result.spectrogram_freq_axis);
 
-  segment_spectrum_t spectrum(length);
-  for (std::size_t k = 0; k < row_count; ++k) {
-    const std::span<const sample_t> bins = spectrum(signal.data() + k * hop);
-    time[k] = (static_cast<float>(k * hop) + 128.0F) / fs;
-    peaks[k] = result.spectrogram_freq_axis[strongest(bins)];
-    rows[k].resize(length);
-    kernels::spectral_levels(bins, rows[k]);
+  segment_spectra_t spectra(signal, length, hop);
+  level_rows_t levels(length, spectra.lanes());
+  common_lib::scratch_t<float> magnitude(length * spectra.lanes());
+  std::vector<std::uint32_t> strongest(spectra.lanes());
+  for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
+    const std::size_t count = std::min(spectra.lanes(), row_count - k);
+    const common_lib::planes_t<float>& bins = spectra(k, row_count);
+    kernels::magnitudes(bins.re, bins.im, magnitude);
+    kernels::strongest_centred_bins(magnitude, strongest);
+    for (std::size_t l = 0; l < count; ++l) {
+      time[k + l] = (static_cast<float>((k + l) * hop) + 128.0F) / fs;
+      peaks[k + l] = result.spectrogram_freq_axis[strongest[l]];
+    }
+    levels.fill(bins, std::span(rows).subspan(k, count));
   }
   const std::vector<double> phase = basefunc::cumtrapz_phase(time, peaks);
   result.spectrogram_phase_inst.assign(phase.begin(), phase.end());
@@ -126,10 +181,9 @@ void FMCWAnalyze::compute_psd(const std::vector<sample_t>& signal, float fs,
   }
   const std::size_t length = std::min(signal.size(), most_points);
   freq.resize(length);
-  magnitude_db.resize(length);
   fill_frequency_axis(fs, freq);
-  segment_spectrum_t spectrum(static_cast<std::uint32_t>(length));
-  kernels::spectral_levels(spectrum(signal.data()), magnitude_db);
+  segment_spectra_t spectra(signal, static_cast<std::uint32_t>(length), length);
+  level_rows_t(length, spectra.lanes()).fill(spectra(0, 1), std::span(&magnitude_db, 1));
 }
 
 }  // namespace orn::fmcw_demod_lib

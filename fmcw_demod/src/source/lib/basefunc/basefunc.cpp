@@ -1,3 +1,4 @@
+#include "basefunc/convolution.h"
 #include "basefunc/kernels.h"
 
 #include <fmcw_demod/basefunc.h>
@@ -48,15 +49,12 @@ std::vector<Odd> triang_window(int length) {
 }
 
 template <class T>
-std::vector<T> convolve_same(const std::vector<T>& signal, const std::vector<T>& kernel) {
+std::vector<T> same_convolution(const std::vector<T>& signal, const std::vector<T>& kernel) {
   if (signal.empty() || kernel.empty()) {
     return signal;
   }
-  std::vector<T> padded(signal.size() + kernel.size());
-  const auto lead = static_cast<std::ptrdiff_t>((kernel.size() - 1) / 2);
-  std::copy(signal.begin(), signal.end(), padded.begin() + lead);
   std::vector<T> result(signal.size());
-  kernels::convolve_symmetric<T>(padded, kernel, result);
+  convolve_same<T, T>(signal, kernel, result);
   return result;
 }
 
@@ -96,16 +94,16 @@ std::vector<double> generate_triang_window_double(int length) {
 }
 
 std::vector<float> conv_same(const std::vector<float>& signal, const std::vector<float>& kernel) {
-  return convolve_same(signal, kernel);
+  return same_convolution(signal, kernel);
 }
 
 std::vector<float> conv_float(const std::vector<float>& signal, const std::vector<float>& kernel) {
-  return convolve_same(signal, kernel);
+  return same_convolution(signal, kernel);
 }
 
 std::vector<double> conv_same_double(const std::vector<double>& signal,
                                      const std::vector<double>& kernel) {
-  return convolve_same(signal, kernel);
+  return same_convolution(signal, kernel);
 }
 
 std::vector<double> cumtrapz_phase(const std::vector<float>& time,

@@ -2,66 +2,105 @@
 
 #include <fmcw_demod/types.h>
 
-#include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
-/// The loops over samples that the analysis spends its time in: free functions on views, no
-/// allocation, no state, no exceptions. Every output is computed in the order and precision written
-/// here, whatever the speed; what may change is how many outputs are worked on at once.
+/// The loops over samples that the analysis spends its time in: free functions on views, without
+/// state and exceptions. Every output is computed in the order and precision of its description;
+/// what the instruction set decides (dispatch.h) is how many outputs are worked on at once.
 namespace orn::fmcw_demod_lib::kernels {
-
-/// |z| as float: the squares of floats are exact in double and cannot overflow there.
-inline float magnitude(sample_t z) noexcept {
-  const double re = z.real();
-  const double im = z.imag();
-  return static_cast<float>(std::sqrt(re * re + im * im));
-}
-
-/// Logarithm of a float to base 10, evaluated in double and rounded once.
-inline float log10_rounded(float x) noexcept {
-  return static_cast<float>(std::log10(static_cast<double>(x)));
-}
 
 /// Time of each sample [s]: out[i] = i / fs, where i goes through float, the division is double.
 void time_axis(double fs, std::span<float> out) noexcept;
 
 /// Power of each sample [dBm] in single precision, 10 log10(|x|^2 / impedance * 1000 + 1e-12).
 /// out  one element per sample
-void power_levels(std::span<const sample_t> samples, float impedance,
-                  std::span<float> out) noexcept;
+///
+/// Returns what sum_of_squares does.
+double power_levels(std::span<const sample_t> samples, float impedance,
+                    std::span<float> out) noexcept;
 
-/// Sum of |x|^2, each square rounded to float, added in double in index order.
+/// Sum of |x|^2, |x| and its square each rounded to float, added in double in index order.
 double sum_of_squares(std::span<const sample_t> samples) noexcept;
 
-/// Level of each spectral bin [dB] in single precision, 20 log10(|X| + 1e-12).
-/// out  one element per bin
-void spectral_levels(std::span<const sample_t> bins, std::span<float> out) noexcept;
+/// Sum, smallest and largest of |x|^2, |x| and its square each rounded to float; the sum in double
+/// in index order, the extremes over the numbers among them, NaN where there is none.
+struct squares_t {
+  double sum;
+  float smallest;
+  float largest;
+};
+squares_t squares(std::span<const sample_t> samples) noexcept;
 
-/// Angle of each sample [rad], -pi to pi, evaluated in single precision.
+/// Magnitude of each spectral bin.
+/// re, im  parts of the bins; out  as many elements
+void magnitudes(std::span<const float> re, std::span<const float> im,
+                std::span<float> out) noexcept;
+
+/// Lanes of windowed segments: element i of lane l is out[i * lanes + l], its sample times the real
+/// part of window[i].
+/// phases  samples by their position modulo the hop, `pitch` from one position to the next: the
+///         sample i of segment s lies at (i % hop) * pitch + i / hop + s
+/// first   segment of lane 0
+void windowed_lanes(std::span<const float> phases, std::size_t hop, std::size_t pitch,
+                    std::size_t first, std::size_t lanes, std::span<const sample_t> window,
+                    std::span<float> out) noexcept;
+
+/// Copies lanes into rows with the negative frequencies first.
+/// values  bin i of lane l at i * lanes + l
+/// rows    one pointer per lane from the first on to a row of values.size() / lanes elements
+void lanes_to_centred_rows(std::span<const float> values, std::size_t lanes,
+                           std::span<float* const> rows) noexcept;
+
+/// Index of each lane's largest magnitude with the negative frequencies first, the lowest of a tie.
+/// magnitude  bin i of lane l at i * strongest.size() + l
+void strongest_centred_bins(std::span<const float> magnitude,
+                            std::span<std::uint32_t> strongest) noexcept;
+
+/// Level of each spectral bin [dB] in single precision, 20 log10(|X| + 1e-12).
+/// re, im  parts of the bins; out  as many elements
+void spectral_levels(std::span<const float> re, std::span<const float> im,
+                     std::span<float> out) noexcept;
+
+/// Power of each bin of a spectrum, (|X| / points)^2 / impedance, as level 10 log10(1000 power)
+/// [dBm] in single precision; an impedance of 0 or less does not divide. re, im  parts of the bins;
+/// out  as many elements
+///
+/// Returns the sum of the powers, added in double in index order from `sum` on.
+double bin_powers(std::span<const float> re, std::span<const float> im, float points,
+                  float impedance, double sum, std::span<float> out) noexcept;
+
+/// Angle of each sample [rad], -pi to pi, in single precision; see arctangent.
 /// out  one element per sample
-template <class T>
-void phase_angles(std::span<const sample_t> samples, std::span<T> out) noexcept;
+void phase_angles(std::span<const sample_t> samples, std::span<float> out) noexcept;
+
+/// Instantaneous frequency [Hz] from the angle of each sample, unwrapped as basefunc::mm_unwrap
+/// does, its gradient times fs / 2 pi: central inside and one-sided at both ends, 0 for a single
+/// sample. frequency  one element per sample phase      one element per sample, or none: the
+/// unwrapped angle [rad]
+void instantaneous_frequency(std::span<const sample_t> samples, float fs,
+                             std::span<double> frequency, std::span<double> phase) noexcept;
 
 /// Removes jumps of 2 pi in place; see basefunc::mm_unwrap.
 template <class T>
 void unwrap(std::span<T> phase) noexcept;
 
-/// Gradient of a phase [rad] times `scale`, central inside and one-sided at both ends.
-/// phase  two elements or more; out  as many
-template <class T>
-void scaled_gradient(std::span<const T> phase, T scale, std::span<T> out) noexcept;
+/// Convolution with a symmetric kernel, outputs rounded to Out; see basefunc::conv_same.
+/// signal  out.size() + kernel.size() - 1 elements or more
+template <class T, class Out>
+void convolve_symmetric(std::span<const T> signal, std::span<const T> kernel,
+                        std::span<Out> out) noexcept;
 
-/// Convolution with a symmetric kernel; see basefunc::conv_same.
-/// padded  the signal between zeros, out.size() + kernel.size() - 1 elements or more
-template <class T>
-void convolve_symmetric(std::span<const T> padded, std::span<const T> kernel,
-                        std::span<T> out) noexcept;
-
-/// Slope of a frequency trace [Hz/s], rounded to float: out[i] = (freq[i + 1] - freq[i]) / dt.
+/// Slope of a frequency trace [Hz/s]: out[i] = (freq[i + 1] - freq[i]) / dt, rounded to Slope.
 /// freq  one element more than out
 template <class Slope>
 void slopes(std::span<const double> freq, double dt, std::span<Slope> out) noexcept;
+
+/// Whether trace[i - 1] and trace[i] differ in sign and both exceed `clearly` in magnitude, for any
+/// i from 1 to the last.
+template <class T>
+bool any_sign_change(std::span<const T> trace, T clearly) noexcept;
 
 /// The element that ascending order would put at `rank`, NaNs last. Reorders the values.
 /// rank  below values.size()

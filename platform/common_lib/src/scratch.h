@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+namespace orn::common_lib {
+
+/// Asks the system to back the whole huge pages inside a block of memory by huge pages, for that is
+/// what makes touching fresh memory cheap. Advice: nothing depends on its success. Blocks below a
+/// few megabytes are left alone.
+void advise_huge_pages(const void* block, std::size_t bytes) noexcept;
+
+/// Allocates uninitialised cache lines, large blocks on huge pages.
+template <class T>
+struct scratch_allocator_t {
+  using value_type = T;
+
+  scratch_allocator_t() = default;
+  template <class U>
+  explicit scratch_allocator_t(const scratch_allocator_t<U>& /*other*/) noexcept {}
+
+  T* allocate(std::size_t count) {
+    if (count > static_cast<std::size_t>(-1) / 2 / sizeof(T)) {
+      throw std::bad_array_new_length();
+    }
+    void* const block = ::operator new(count * sizeof(T), alignment);
+    advise_huge_pages(block, count * sizeof(T));
+    return static_cast<T*>(block);
+  }
+  void deallocate(T* block, std::size_t /*count*/) noexcept { ::operator delete(block, alignment); }
+
+  /// Elements that are not given a value have none.
+  template <class U>
+  void construct(U* element) noexcept {
+    ::new (static_cast<void*>(element)) U;
+  }
+  template <class U, class... Args>
+  void construct(U* element, Args&&... args) {
+    std::construct_at(element, std::forward<Args>(args)...);
+  }
+
+  bool operator==(const scratch_allocator_t& /*other*/) const { return true; }
+
+ private:
+  static constexpr std::align_val_t alignment{64};
+};
+
+/// Work memory of one call: resize() leaves new elements without a value.
+template <class T>
+using scratch_t = std::vector<T, scratch_allocator_t<T>>;
+
+/// Complex numbers as a plane of real and one of imaginary parts.
+template <class T>
+struct planes_t {
+  scratch_t<T> re;
+  scratch_t<T> im;
+
+  std::size_t size() const { return re.size(); }
+  void resize(std::size_t count) {
+    re.resize(count);
+    im.resize(count);
+  }
+  void swap(planes_t& other) noexcept {
+    re.swap(other.re);
+    im.swap(other.im);
+  }
+};
+
+}  // namespace orn::common_lib

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "dispatch.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace orn::common_lib {
+
+/// `Bytes / sizeof(T)` numbers that one register holds; arithmetic goes element by element, a
+/// scalar operand with every element.
+template <class T, std::size_t Bytes>
+struct vector_of_t {
+  using type __attribute__((vector_size(Bytes))) = T;
+};
+
+template <class T, class On>
+using vector_t = typename vector_of_t<T, On::register_bytes>::type;
+
+template <class Value, class T>
+ORN_KERNEL inline Value load(const T* from) {
+  Value value;
+  std::memcpy(&value, from, sizeof value);
+  return value;
+}
+
+template <class Value, class T>
+ORN_KERNEL inline void store(const Value& value, T* to) {
+  std::memcpy(to, &value, sizeof value);
+}
+
+}  // namespace orn::common_lib

@@ -13,6 +13,20 @@ namespace orn::common_lib {
 /// few megabytes are left alone.
 void advise_huge_pages(const void* block, std::size_t bytes) noexcept;
 
+/// Has the heap grow on huge pages for allocations to come, which are small, many and `bytes` in
+/// all. Advice as well, and for the C library's own allocator only.
+void prepare_heap(std::size_t bytes) noexcept;
+
+/// Brings a vector to `count` elements, on huge pages if it is large and has to grow.
+template <class T>
+void resize_large(std::vector<T>& values, std::size_t count) {
+  if (values.capacity() < count) {
+    values.reserve(count);
+    advise_huge_pages(values.data(), count * sizeof(T));
+  }
+  values.resize(count);
+}
+
 /// Allocates uninitialised cache lines, large blocks on huge pages.
 template <class T>
 struct scratch_allocator_t {

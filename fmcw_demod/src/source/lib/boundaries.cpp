@@ -1,4 +1,5 @@
 #include "basefunc/kernels.h"
+#include "scratch.h"
 
 #include <fmcw_demod/engine.h>
 
@@ -120,7 +121,8 @@ float FMCWAnalyze::get_slope_threshold(const std::vector<float>& slope) const {
   for (std::size_t i = 0; i < slope.size(); ++i) {
     magnitudes[i] = std::abs(slope[i]);
   }
-  const float threshold = kernels::select_rank(magnitudes, magnitudes.size() / 2) * 0.002F;
+  common_lib::scratch_t<float> buffer(slope.size());
+  const float threshold = kernels::select_rank(magnitudes, slope.size() / 2, buffer) * 0.002F;
   return threshold < 0.001F ? 0.001F : threshold;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "scratch.h"
+
 #include <fmcw_demod/engine.h>
 
 #include <cstddef>
@@ -10,9 +12,9 @@ namespace orn::fmcw_demod_lib {
 
 /// Traces over the whole capture that every frame reads.
 struct capture_traces_t {
-  std::vector<float> time;        ///< [s]
-  std::vector<float> power;       ///< [dBm]
-  std::vector<double> frequency;  ///< unsmoothed [Hz]
+  std::vector<float> time;                  ///< [s]
+  std::vector<float> power;                 ///< [dBm]
+  common_lib::scratch_t<double> frequency;  ///< unsmoothed [Hz]
 };
 
 /// What the frames of one analysis add up.

@@ -1,6 +1,9 @@
+#include "basefunc/convolution.h"
 #include "basefunc/kernels.h"
 #include "common/log.h"
 #include "frame.h"
+#include "scratch.h"
+#include "segmentation.h"
 
 #include <fmcw_demod/engine.h>
 
@@ -33,16 +36,18 @@ void FMCWAnalyze::analyze(const SignalStream& signal, fmcw_measure_result_t& res
   compute_stft_wincfg(samples, fs, config_.advanced.window, result);
 
   capture_traces_t traces;
-  traces.time.resize(samples.size());
-  traces.power.resize(samples.size());
+  common_lib::resize_large(traces.time, samples.size());
+  common_lib::resize_large(traces.power, samples.size());
   kernels::time_axis(config_.fs, traces.time);
   kernels::power_levels(samples, static_cast<float>(config_.impedance), traces.power);
 
   FMCW_LOG(progress, "Step 1: compute_instantaneous_freq start");
-  std::vector<double> phase;
-  compute_instantaneous_freq(samples, fs, traces.frequency, phase);
-  std::vector<double> smooth_frequency = traces.frequency;
-  smooth_with_triang(smooth_frequency, frequency_smoothing);
+  traces.frequency.resize(samples.size());
+  kernels::instantaneous_frequency(samples, fs, traces.frequency, {});
+  std::vector<float> smooth_frequency;
+  common_lib::resize_large(smooth_frequency, samples.size());
+  const auto window = parameters_.get_smoothing_window_double(frequency_smoothing);
+  basefunc::convolve_same<double, float>(traces.frequency, window, smooth_frequency);
 
   result.chirp_phi_fit.clear();
   result.chirp_freq_fit.clear();
@@ -68,8 +73,8 @@ void FMCWAnalyze::analyze(const SignalStream& signal, fmcw_measure_result_t& res
   FMCW_LOG(progress, "All frames done");
 
   result.chirp_results = std::move(tally.chirps);
-  fill_instantaneous(samples.size(), result.chirp_intervals, traces.time, smooth_frequency,
-                     result.spectrogram_phase_inst, result.instantaneous_freq);
+  fill_phase(result.chirp_intervals, traces.time, smooth_frequency, result.spectrogram_phase_inst);
+  result.instantaneous_freq = std::move(smooth_frequency);
   const std::uint32_t first_frame_end = range_start + frame_length;
   result.stable_intervals =
       extract_frame_stable_intervals(result.selected_intervals, range_start,

@@ -1,11 +1,30 @@
-#include <fmcw_demod/basefunc.h>
+#include "segmentation.h"
+
+#include "basefunc/kernels.h"
+#include "scratch.h"
+
 #include <fmcw_demod/engine.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <new>
+#include <utility>
 
 namespace orn::fmcw_demod_lib {
+
+void fill_phase(const std::vector<interval_t>& intervals, std::span<const float> time,
+                std::span<const float> freq, std::vector<float>& phase) {
+  phase.clear();
+  common_lib::resize_large(phase, freq.size());
+  for (const auto& [first, last] : intervals) {
+    if (first >= last || last >= std::min(time.size(), freq.size())) {
+      continue;
+    }
+    const std::size_t count = last - first + 1;
+    kernels::integrate_phase(time.subspan(first, count), freq.subspan(first, count),
+                             std::span(phase).subspan(first, count));
+  }
+}
 
 void FMCWAnalyze::fill_instantaneous(std::uint64_t sample_count,
                                      const std::vector<interval_t>& intervals,
@@ -13,24 +32,14 @@ void FMCWAnalyze::fill_instantaneous(std::uint64_t sample_count,
                                      const std::vector<double>& inst_freq,
                                      std::vector<float>& phase_out,
                                      std::vector<float>& freq_out) const {
-  const auto usable = std::min<std::uint64_t>({sample_count, time_axis.size(), inst_freq.size()});
   if (sample_count > std::vector<double>().max_size()) {
     throw std::bad_alloc();
   }
-  std::vector<double> phase(sample_count, 0.0);
-  for (const auto& [first, last] : intervals) {
-    if (first >= last || last >= usable) {
-      continue;
-    }
-    const auto begin = static_cast<std::ptrdiff_t>(first);
-    const auto end = static_cast<std::ptrdiff_t>(last) + 1;
-    const std::vector<float> time(time_axis.begin() + begin, time_axis.begin() + end);
-    const std::vector<float> freq(inst_freq.begin() + begin, inst_freq.begin() + end);
-    const std::vector<double> integrated = basefunc::cumtrapz_phase(time, freq);
-    std::copy(integrated.begin(), integrated.end(), phase.begin() + begin);
-  }
-  phase_out.assign(phase.begin(), phase.end());
-  freq_out.assign(inst_freq.begin(), inst_freq.end());
+  std::vector<float> freq(inst_freq.begin(), inst_freq.end());
+  const auto usable = std::min<std::uint64_t>(sample_count, freq.size());
+  fill_phase(intervals, time_axis, std::span(freq).first(usable), phase_out);
+  phase_out.resize(sample_count);
+  freq_out = std::move(freq);
 }
 
 std::vector<interval_t> FMCWAnalyze::extract_frame_stable_intervals(

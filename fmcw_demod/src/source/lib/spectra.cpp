@@ -74,22 +74,41 @@ class segment_spectra_t {
 /// that is touched at once is cheapest.
 class level_rows_t {
  public:
-  level_rows_t(std::size_t length, std::size_t lanes) : length_(length), levels_(length * lanes) {}
+  level_rows_t(std::size_t length, std::size_t lanes, std::size_t row_count)
+      : length_(length), to_allocate_(row_count * row_bytes()), levels_(length * lanes) {}
 
-  /// Fills `rows` from the spectra of as many lanes.
+  /// Fills `rows`, the next ones, from the spectra of as many lanes.
   void fill(const common_lib::planes_t<float>& bins, std::span<std::vector<float>> rows) {
     kernels::spectral_levels(bins.re, bins.im, levels_);
-    std::vector<float*>& targets = targets_;
-    targets.clear();
+    targets_.clear();
     for (std::vector<float>& row : rows) {
+      if (row.capacity() < length_) {
+        prepare_memory();
+      }
       row.resize(length_);
-      targets.push_back(row.data());
+      targets_.push_back(row.data());
     }
-    kernels::lanes_to_centred_rows(levels_, bins.size() / length_, targets);
+    kernels::lanes_to_centred_rows(levels_, bins.size() / length_, targets_);
   }
 
  private:
+  /// A row with what an allocator adds.
+  std::size_t row_bytes() const { return length_ * sizeof(float) + 16; }
+
+  void prepare_memory() {
+    constexpr std::size_t worthwhile = std::size_t{4} << 20;
+    constexpr std::size_t most = std::size_t{24} << 20;
+    if (prepared_ < row_bytes() && to_allocate_ >= worthwhile) {
+      prepared_ = std::min(to_allocate_, most);
+      common_lib::prepare_heap(prepared_);
+    }
+    prepared_ -= std::min(prepared_, row_bytes());
+    to_allocate_ -= std::min(to_allocate_, row_bytes());
+  }
+
   std::size_t length_;
+  std::size_t to_allocate_;   ///< bytes of the rows that are still to come
+  std::size_t prepared_ = 0;  ///< of those, bytes that the heap is prepared for
   common_lib::scratch_t<float> levels_;
   std::vector<float*> targets_;
 };
@@ -127,7 +146,7 @@ void FMCWAnalyze::compute_stft_wincfg(const std::vector<sample_t>& signal, float
     time[k] = static_cast<float>(doubled_centre) * 0.5F / fs;
   }
   segment_spectra_t spectra(signal, length, hop);
-  level_rows_t levels(length, spectra.lanes());
+  level_rows_t levels(length, spectra.lanes(), row_count);
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
     const std::size_t count = std::min(spectra.lanes(), row_count - k);
     levels.fill(spectra(k, row_count), std::span(rows).subspan(k, count));
@@ -155,7 +174,7 @@ void FMCWAnalyze::compute_spectrogram(const std::vector<sample_t>& signal, float
   fill_frequency_axis(fs, result.spectrogram_freq_axis);
 
   segment_spectra_t spectra(signal, length, hop);
-  level_rows_t levels(length, spectra.lanes());
+  level_rows_t levels(length, spectra.lanes(), row_count);
   common_lib::scratch_t<float> magnitude(length * spectra.lanes());
   std::vector<std::uint32_t> strongest(spectra.lanes());
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
@@ -183,7 +202,7 @@ void FMCWAnalyze::compute_psd(const std::vector<sample_t>& signal, float fs,
   freq.resize(length);
   fill_frequency_axis(fs, freq);
   segment_spectra_t spectra(signal, static_cast<std::uint32_t>(length), length);
-  level_rows_t(length, spectra.lanes()).fill(spectra(0, 1), std::span(&magnitude_db, 1));
+  level_rows_t(length, spectra.lanes(), 1).fill(spectra(0, 1), std::span(&magnitude_db, 1));
 }
 
 }  // namespace orn::fmcw_demod_lib

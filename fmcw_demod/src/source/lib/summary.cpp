@@ -1,8 +1,10 @@
 #include "basefunc/kernels.h"
+#include "scratch.h"
 
 #include <fmcw_demod/engine.h>
 
 #include <cmath>
+#include <span>
 
 namespace orn::fmcw_demod_lib {
 namespace {
@@ -36,8 +38,9 @@ double standard_deviation(const std::vector<double>& values) {
 }
 
 /// The upper of the two middle values for an even count, 0 for no values.
-float upper_median(std::vector<float> values) {
-  return values.empty() ? 0.0F : kernels::select_rank(values, values.size() / 2);
+float upper_median(std::span<const float> values) {
+  common_lib::scratch_t<float> buffer(values.size());
+  return values.empty() ? 0.0F : kernels::select_rank(values, values.size() / 2, buffer);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "basefunc/kernels.h"
+#include "scratch.h"
 #include "truncation.h"
 
 #include <fmcw_demod/engine.h>
@@ -10,6 +11,7 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <utility>
 
 namespace orn::fmcw_demod_lib {
 namespace {
@@ -32,31 +34,34 @@ struct slope_band_t {
 };
 
 float median(std::span<const float> segment) {
-  std::vector<float> copy(segment.begin(), segment.end());
-  return kernels::select_rank(copy, copy.size() / 2);
+  common_lib::scratch_t<float> buffer(segment.size());
+  return kernels::select_rank(segment, segment.size() / 2, buffer);
 }
 
 /// From the first rise into the band to the last fall out of it, counted from the segment's first
 /// element; the whole segment when there is no such pair. A run in band that touches an end of the
 /// segment has no edge there.
 window_t part_in_band(std::span<const float> segment, const slope_band_t& band) {
-  const auto count = static_cast<std::int64_t>(segment.size());
-  std::optional<std::int64_t> first;
-  std::optional<std::int64_t> last;
-  bool inside = band.contains(segment[0]);
-  for (std::int64_t k = 1; k < count; ++k) {
-    const bool was_inside = inside;
-    inside = band.contains(segment[static_cast<std::size_t>(k)]);
-    if (inside && !was_inside && !first) {
-      first = k;
-    } else if (!inside && was_inside) {
-      last = k - 1;
+  const std::size_t count = segment.size();
+  std::size_t rise = 1;
+  for (bool inside = band.contains(segment[0]); rise < count; ++rise) {
+    const bool was_inside = std::exchange(inside, band.contains(segment[rise]));
+    if (inside && !was_inside) {
+      break;
     }
   }
-  if (first && last && *first < *last) {
-    return {*first, *last};
+  std::size_t fall = count - 1;
+  for (bool inside = band.contains(segment[fall]); fall > 0; --fall) {
+    const bool is_inside = std::exchange(inside, band.contains(segment[fall - 1]));
+    if (inside && !is_inside) {
+      break;
+    }
   }
-  return {0, count - 1};
+  // The last element in band is the one before the fall.
+  if (rise < count && fall > 0 && rise < fall - 1) {
+    return {static_cast<std::int64_t>(rise), static_cast<std::int64_t>(fall) - 1};
+  }
+  return {0, static_cast<std::int64_t>(count) - 1};
 }
 
 /// Nothing when the cut has no sample count.

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <limits>
 #include <numbers>
+#include <utility>
 
 namespace orn::fmcw_demod_lib::kernels {
 namespace {
@@ -476,6 +477,28 @@ void slopes(std::span<const double> freq, double dt, std::span<Slope> out) noexc
   });
 }
 
+void integrate_phase(std::span<const float> time, std::span<const float> freq,
+                     std::span<float> phase) noexcept {
+  dispatch([=](auto /*on*/) ORN_KERNEL {
+    double running = 0.0;
+    phase[0] = 0.0F;
+    for_each_block(phase.size() - 1, [&](std::size_t first, std::size_t count) ORN_KERNEL {
+      const float* const t = &time[first];
+      const float* const f = &freq[first];
+      float* const out = &phase[first + 1];
+      alignas(64) block_t<double> term;
+      for (std::size_t i = 0; i < count; ++i) {
+        term[i] = static_cast<double>(f[i + 1] + f[i]) * 0.5 * two_pi *
+                  static_cast<double>(t[i + 1] - t[i]);
+      }
+      for (std::size_t i = 0; i < count; ++i) {
+        running += term[i];
+        out[i] = static_cast<float>(running);
+      }
+    });
+  });
+}
+
 template <class T>
 bool any_sign_change(std::span<const T> trace, T clearly) noexcept {
   bool result = false;
@@ -490,11 +513,50 @@ bool any_sign_change(std::span<const T> trace, T clearly) noexcept {
   return result;
 }
 
-float select_rank(std::span<float> values, std::size_t rank) noexcept {
+namespace {
+
+/// Puts the element of rank `rank` at its place, NaNs last, and returns it.
+float select_in_place(std::span<float> values, std::size_t rank) noexcept {
   const auto nan_last = [](float a, float b) { return a < b || (std::isnan(b) && !std::isnan(a)); };
   const auto place = values.begin() + static_cast<std::ptrdiff_t>(rank);
   std::nth_element(values.begin(), place, values.end(), nan_last);
   return *place;
+}
+
+/// Two values between which the element of rank `rank` should lie, judged by a sample of the
+/// values: six standard deviations of its rank in the sample apart.
+std::pair<float, float> bracket(std::span<const float> values, std::size_t rank) noexcept {
+  std::array<float, 256> sample;
+  constexpr std::size_t half_width = 3 * 8;  // a rank near the middle deviates by sqrt(256 / 4)
+  for (std::size_t i = 0; i < sample.size(); ++i) {
+    sample[i] = values[i * values.size() / sample.size()];
+  }
+  const std::size_t centre = rank * sample.size() / values.size();
+  const std::size_t low = centre < half_width ? 0 : centre - half_width;
+  const std::size_t high = std::min(centre + half_width, sample.size() - 1);
+  const float upper = select_in_place(sample, high);
+  return {select_in_place(std::span(sample).first(high + 1), low), upper};
+}
+
+}  // namespace
+
+float select_rank(std::span<const float> values, std::size_t rank,
+                  std::span<float> buffer) noexcept {
+  if (values.size() > 1024) {
+    const auto [low, high] = bracket(values, rank);
+    std::size_t below = 0;
+    std::size_t between = 0;
+    for (const float value : values) {
+      buffer[between] = value;
+      below += static_cast<std::size_t>(value < low);
+      between += static_cast<std::size_t>((value >= low) & (value <= high));
+    }
+    if (below <= rank && rank < below + between) {
+      return select_in_place(buffer.first(between), rank - below);
+    }
+  }
+  std::copy(values.begin(), values.end(), buffer.begin());
+  return select_in_place(buffer.first(values.size()), rank);
 }
 
 template void unwrap(std::span<float>) noexcept;

@@ -97,13 +97,21 @@ void convolve_symmetric(std::span<const T> signal, std::span<const T> kernel,
 template <class Slope>
 void slopes(std::span<const double> freq, double dt, std::span<Slope> out) noexcept;
 
+/// Phase [rad] from frequency [Hz] over time [s] by trapezoids, 0 at the first element, added in
+/// double and rounded to float; see basefunc::cumtrapz_phase.
+/// time, freq, phase  as many elements each, at least one
+void integrate_phase(std::span<const float> time, std::span<const float> freq,
+                     std::span<float> phase) noexcept;
+
 /// Whether trace[i - 1] and trace[i] differ in sign and both exceed `clearly` in magnitude, for any
 /// i from 1 to the last.
 template <class T>
 bool any_sign_change(std::span<const T> trace, T clearly) noexcept;
 
-/// The element that ascending order would put at `rank`, NaNs last. Reorders the values.
-/// rank  below values.size()
-float select_rank(std::span<float> values, std::size_t rank) noexcept;
+/// The element that ascending order would put at `rank`, NaNs last.
+/// rank    below values.size()
+/// buffer  work memory, as many elements as `values`
+float select_rank(std::span<const float> values, std::size_t rank,
+                  std::span<float> buffer) noexcept;
 
 }  // namespace orn::fmcw_demod_lib::kernels

@@ -1,6 +1,6 @@
 #include "basefunc/kernels.h"
+#include "basefunc/line.h"
 
-#include <fmcw_demod/basefunc.h>
 #include <fmcw_demod/engine.h>
 
 #include <algorithm>
@@ -45,16 +45,15 @@ std::optional<working_intervals_t> working_intervals(int dev_start, int dev_stop
       static_cast<std::size_t>(meas_first), static_cast<std::size_t>(meas_last - meas_first + 1)};
 }
 
-/// What the figures of one chirp are computed from: views of the frame, and copies over the
-/// deviation interval.
+/// What the figures of one chirp are computed from: views of the frame.
 struct chirp_data_t {
   std::span<const double> meas_freq;  // Hz
   std::span<const float> meas_slope;  // Hz/s
+  std::span<const float> dev_time;    // s
+  std::span<const double> dev_freq;   // Hz
   std::span<const sample_t> dev_samples;
-  std::vector<float> dev_time;  // s
-  std::vector<float> dev_freq;  // Hz
-  float meas_start_time;        // s
-  float meas_stop_time;         // s
+  float meas_start_time;  // s
+  float meas_stop_time;   // s
 };
 
 std::optional<chirp_data_t> chirp_data(std::span<const double> freq,
@@ -68,81 +67,63 @@ std::optional<chirp_data_t> chirp_data(std::span<const double> freq,
   if (!at) {
     return std::nullopt;
   }
-  const auto dev_time = frame_time.subspan(at->dev_first, at->dev_count);
-  const auto dev_freq = freq.subspan(at->dev_first, at->dev_count);
   return chirp_data_t{freq.subspan(at->meas_first, at->meas_count),
                       slope_raw.subspan(at->meas_first, at->meas_count),
+                      frame_time.subspan(at->dev_first, at->dev_count),
+                      freq.subspan(at->dev_first, at->dev_count),
                       samples.subspan(at->dev_first, at->dev_count),
-                      {dev_time.begin(), dev_time.end()},
-                      {dev_freq.begin(), dev_freq.end()},
                       frame_time[at->meas_first],
                       frame_time[at->meas_first + at->meas_count - 1]};
 }
 
-struct line_t {
-  float slope;      // Hz/s
-  float intercept;  // Hz
-};
-
 /// A chirp's data with the line through its frequency.
 struct fitted_chirp_t {
   chirp_data_t data;
-  line_t line;
-  std::vector<float> fitted;  // the line over the deviation interval [Hz]
+  kernels::chirp_sums_t sums;
+  kernels::line_t line;
 };
 
 /// Nothing when there is no data, or when its time stamps determine no line (all of them equal).
-std::optional<fitted_chirp_t> fit_line(std::optional<chirp_data_t> data) {
+std::optional<fitted_chirp_t> fit_line(const std::optional<chirp_data_t>& data) {
   if (!data) {
     return std::nullopt;
   }
-  const std::vector<float> fit = basefunc::polyfit_1(data->dev_time, data->dev_freq);
-  if (fit.empty()) {
+  const auto sums = kernels::chirp_sums(data->dev_time, data->dev_freq, data->dev_samples);
+  const auto line = basefunc::line_through(sums.line, data->dev_time.size());
+  if (!line) {
     return std::nullopt;
   }
-  const line_t line{fit[0], fit[1]};
-  std::vector<float> fitted(data->dev_time.size());
-  for (std::size_t i = 0; i < fitted.size(); ++i) {
-    fitted[i] = data->dev_time[i] * line.slope + line.intercept;
-  }
-  return fitted_chirp_t{std::move(*data), line, std::move(fitted)};
+  return fitted_chirp_t{*data, sums, *line};
 }
 
-/// Returns the residual from the fitted line [Hz].
-std::vector<float> measure_frequency(const std::vector<float>& freq,
-                                     const std::vector<float>& fitted, fmcw_chirp_result_t& chirp) {
-  std::vector<float> residuals(freq.size());
-  double sum = 0.0;
-  double residual_sum = 0.0;
-  double residual_squares = 0.0;
-  double peak = 0.0;
-  for (std::size_t i = 0; i < freq.size(); ++i) {
-    const double residual = static_cast<double>(freq[i]) - static_cast<double>(fitted[i]);
-    residuals[i] = static_cast<float>(residual);
-    sum += freq[i];
-    residual_sum += residual;
-    residual_squares += residual * residual;
-    if (std::abs(residual) > peak) {
-      peak = single(std::abs(residual));
-    }
-  }
-  const auto count = static_cast<double>(freq.size());
-  chirp.freq_avg = sum / count;
-  chirp.freq_dev_avg = residual_sum / count;
-  chirp.freq_dev_rms = std::sqrt(residual_squares / count);
-  chirp.freq_dev_peak = peak;
-  return residuals;
+/// T is the precision of the phases and of their sums.
+template <class T>
+void measure_deviations(const fitted_chirp_t& fit, const kernels::deviations_t<T>& deviations,
+                        fmcw_chirp_result_t& chirp) {
+  const std::size_t samples = fit.data.dev_time.size();
+  const auto count = static_cast<double>(samples);
+  chirp.freq_avg = fit.sums.line.y / count;
+  chirp.freq_dev_avg = deviations.residual_sum / count;
+  chirp.freq_dev_rms = std::sqrt(deviations.residual_squares / count);
+  chirp.freq_dev_peak = deviations.residual_peak;
+  const auto phases = static_cast<T>(samples);
+  chirp.phase_dev_avg = static_cast<float>(deviations.phase_sum / phases);
+  chirp.phase_dev_rms = static_cast<float>(std::sqrt(deviations.phase_squares / phases));
+  chirp.phase_dev_peak = static_cast<float>(deviations.phase_peak);
 }
 
-void measure_bandwidth(std::span<const double> freq, fmcw_chirp_result_t& chirp) {
-  auto lowest = static_cast<float>(freq[0]);
-  float highest = lowest;
-  for (const double value : freq) {
-    const auto f = static_cast<float>(value);
-    lowest = f < lowest ? f : lowest;
-    highest = f > highest ? f : highest;
-  }
-  chirp.bandwidth = highest - lowest;
+/// Bandwidth and slope over the measured interval.
+void measure_sweep(std::span<const double> freq, std::span<const float> slopes, float fitted_slope,
+                   fmcw_chirp_result_t& chirp) {
+  const kernels::sweep_t sweep = kernels::sweep(freq, slopes, fitted_slope, to_khz_per_us);
+  chirp.bandwidth = sweep.highest - sweep.lowest;
+  const auto count = static_cast<double>(slopes.size());
+  const auto mean = static_cast<float>(sweep.slope_sum / count);
+  const auto fitted = static_cast<float>(static_cast<double>(fitted_slope) * to_khz_per_us);
+  chirp.slope_dev_mean = mean - fitted;
+  chirp.slope_dev_avg = single(sweep.deviation_sum / count);
+  chirp.slope_dev_rms = single(std::sqrt(sweep.deviation_squares / count));
+  chirp.slope_dev_peak = single(sweep.deviation_peak);
 }
 
 /// Integral non-linearity: frequency deviations as fractions of the bandwidth.
@@ -151,55 +132,6 @@ void measure_nonlinearity(fmcw_chirp_result_t& chirp) {
   chirp.inl_avg = swept ? chirp.freq_dev_avg / chirp.bandwidth : 0.0;
   chirp.inl_rms = swept ? chirp.freq_dev_rms / chirp.bandwidth : 0.0;
   chirp.inl_peak = swept ? chirp.freq_dev_peak / chirp.bandwidth : 0.0;
-}
-
-/// Returns the phase deviation [rad]. T is the precision of the phases and of the sums.
-template <class T>
-std::vector<float> measure_phase(const std::vector<T>& measured, const std::vector<T>& fitted,
-                                 fmcw_chirp_result_t& chirp) {
-  std::vector<float> deviations(measured.size());
-  T sum = 0;
-  T squares = 0;
-  T peak = 0;
-  for (std::size_t i = 0; i < measured.size(); ++i) {
-    const T deviation = measured[i] - fitted[i];
-    deviations[i] = static_cast<float>(deviation);
-    sum += deviation;
-    squares += deviation * deviation;
-    if (std::abs(deviation) > peak) {
-      peak = std::abs(deviation);
-    }
-  }
-  const auto count = static_cast<T>(measured.size());
-  chirp.phase_dev_avg = static_cast<float>(sum / count);
-  chirp.phase_dev_rms = static_cast<float>(std::sqrt(squares / count));
-  chirp.phase_dev_peak = static_cast<float>(peak);
-  return deviations;
-}
-
-void measure_slope_deviation(std::span<const float> slopes, float fitted_slope,
-                             fmcw_chirp_result_t& chirp) {
-  double sum = 0.0;
-  double deviation_sum = 0.0;
-  double deviation_squares = 0.0;
-  double peak = 0.0;
-  for (const float slope : slopes) {
-    const double deviation =
-        (static_cast<double>(slope) - static_cast<double>(fitted_slope)) * to_khz_per_us;
-    sum += static_cast<double>(slope) * to_khz_per_us;
-    deviation_sum += deviation;
-    deviation_squares += deviation * deviation;
-    if (std::abs(deviation) > peak) {
-      peak = std::abs(deviation);
-    }
-  }
-  const auto count = static_cast<double>(slopes.size());
-  const auto mean = static_cast<float>(sum / count);
-  const auto fitted = static_cast<float>(static_cast<double>(fitted_slope) * to_khz_per_us);
-  chirp.slope_dev_mean = mean - fitted;
-  chirp.slope_dev_avg = single(deviation_sum / count);
-  chirp.slope_dev_rms = single(std::sqrt(deviation_squares / count));
-  chirp.slope_dev_peak = single(peak);
 }
 
 /// A chirp settles at its first sample, or at its last when fewer than four samples could tell.
@@ -211,41 +143,60 @@ void measure_settling(float start, float stop, std::size_t sample_count,
   chirp.fm_settling_length = chirp.pm_settling_length = stop - point;
 }
 
-void measure_power(std::span<const sample_t> samples, float impedance, fmcw_chirp_result_t& chirp) {
+void measure_power(const kernels::squares_t& squares, std::size_t count, float impedance,
+                   fmcw_chirp_result_t& chirp) {
   const auto dbm = [ohms = static_cast<double>(impedance)](double squared_magnitude) {
     return 10.0 * std::log10(squared_magnitude / ohms * 1000.0);
   };
   // The level grows with the square, and squares are floats, whose spacing is far above the error
   // of a logarithm: the extreme levels are those of the extreme squares.
-  const kernels::squares_t squares = kernels::squares(samples);
   const double level_of_largest = dbm(squares.largest);
   const double level_of_smallest = dbm(squares.smallest);
   const double highest = level_of_largest > -300.0 ? level_of_largest : -300.0;
   const double lowest = level_of_smallest < 300.0 ? level_of_smallest : 300.0;
-  chirp.power_avg = single(dbm(squares.sum / static_cast<double>(samples.size())));
+  chirp.power_avg = single(dbm(squares.sum / static_cast<double>(count)));
   chirp.power_peak = single(highest);
   chirp.power_min = single(lowest);
   chirp.power_pk_dev = single(highest - lowest);
 }
 
-/// The figures that both forms compute alike. Returns the frequency residual [Hz].
-std::vector<float> measure_common(const fitted_chirp_t& fit, double impedance,
-                                  fmcw_chirp_result_t& chirp) {
+/// The traces of the one chirp that is shown; of the others they have no elements.
+struct shown_traces_t {
+  explicit shown_traces_t(std::size_t count)
+      : fitted(count), fitted_phase(count), residual(count), phase_deviation(count) {}
+
+  std::vector<float> fitted;
+  std::vector<float> fitted_phase;
+  std::vector<float> residual;
+  std::vector<float> phase_deviation;
+
+  kernels::deviation_traces_t views() { return {fitted, fitted_phase, residual, phase_deviation}; }
+};
+
+/// All figures; T is the precision of the phases. Returns the traces, empty unless shown.
+template <class T>
+shown_traces_t measure(const fitted_chirp_t& fit, const fmcw_demod_config_t& config, bool display,
+                       fmcw_chirp_result_t& chirp) {
+  const chirp_data_t& data = fit.data;
+  shown_traces_t traces(display ? data.dev_time.size() : 0);
   chirp.slope = static_cast<double>(fit.line.slope) * to_khz_per_us;
-  std::vector<float> residuals = measure_frequency(fit.data.dev_freq, fit.fitted, chirp);
-  measure_bandwidth(fit.data.meas_freq, chirp);
+  measure_deviations(fit,
+                     kernels::deviations<T>(data.dev_time, data.dev_freq, fit.line, 1.0 / config.fs,
+                                            traces.views()),
+                     chirp);
+  measure_sweep(data.meas_freq, data.meas_slope, fit.line.slope, chirp);
   measure_nonlinearity(chirp);
-  measure_slope_deviation(fit.data.meas_slope, fit.line.slope, chirp);
-  measure_power(fit.data.dev_samples, static_cast<float>(impedance), chirp);
-  return residuals;
+  measure_power(fit.sums.squares, data.dev_time.size(), static_cast<float>(config.impedance),
+                chirp);
+  return traces;
 }
 
-void show_deviations(std::vector<float> residuals, std::vector<float> phase_deviations,
-                     const std::vector<float>& time, fmcw_measure_result_t& result) {
-  result.chirp_freq_dev = std::move(residuals);
-  result.chirp_phi_dev = std::move(phase_deviations);
-  result.chirp_phi_dev_time_axis = time;
-  result.chirp_freq_dev_time_axis = time;
+void show_deviations(shown_traces_t& traces, std::span<const float> time,
+                     fmcw_measure_result_t& result) {
+  result.chirp_freq_dev = std::move(traces.residual);
+  result.chirp_phi_dev = std::move(traces.phase_deviation);
+  result.chirp_phi_dev_time_axis.assign(time.begin(), time.end());
+  result.chirp_freq_dev_time_axis = result.chirp_phi_dev_time_axis;
 }
 
 }  // namespace
@@ -256,24 +207,18 @@ void FMCWAnalyze::extract_chirp_parameters(
     std::vector<float>& chirp_freq_fit, int dev_start, int dev_stop, int meas_start, int meas_stop,
     const fmcw_devsetting_config_t& /*dev_settings*/, ArrayView<const sample_t> samples,
     fmcw_chirp_result_t& chirp, fmcw_measure_result_t& result, bool display) const {
-  auto fit = fit_line(
+  const auto fit = fit_line(
       chirp_data(freq, frame_time, slope_raw, samples, dev_start, dev_stop, meas_start, meas_stop));
   if (!fit) {
     return;
   }
   const chirp_data_t& data = fit->data;
-  std::vector<float> residuals = measure_common(*fit, config_.impedance, chirp);
-
-  const double sample_interval = 1.0 / config_.fs;
-  const std::vector<float> phase = basefunc::cumtrapz_phase(sample_interval, data.dev_freq);
-  std::vector<float> fitted_phase = basefunc::cumtrapz_phase(sample_interval, fit->fitted);
-  std::vector<float> phase_deviations = measure_phase(phase, fitted_phase, chirp);
+  shown_traces_t traces = measure<float>(*fit, config_, display, chirp);
   measure_settling(data.meas_start_time, data.meas_stop_time, data.dev_freq.size(), chirp);
-
   if (display) {
-    show_deviations(std::move(residuals), std::move(phase_deviations), data.dev_time, result);
-    chirp_phi_fit = std::move(fitted_phase);
-    chirp_freq_fit = std::move(fit->fitted);
+    show_deviations(traces, data.dev_time, result);
+    chirp_phi_fit = std::move(traces.fitted_phase);
+    chirp_freq_fit = std::move(traces.fitted);
   }
 }
 
@@ -288,15 +233,10 @@ void FMCWAnalyze::extract_chirp_parameters(
     return;
   }
   const chirp_data_t& data = fit->data;
-  std::vector<float> residuals = measure_common(*fit, config_.impedance, chirp);
-
-  std::vector<float> phase_deviations =
-      measure_phase(basefunc::cumtrapz_phase(data.dev_time, data.dev_freq),
-                    basefunc::cumtrapz_phase(data.dev_time, fit->fitted), chirp);
+  shown_traces_t traces = measure<double>(*fit, config_, display, chirp);
   measure_settling(data.meas_start_time, data.meas_stop_time, data.meas_freq.size(), chirp);
-
   if (display) {
-    show_deviations(std::move(residuals), std::move(phase_deviations), data.dev_time, result);
+    show_deviations(traces, data.dev_time, result);
   }
 }
 

@@ -38,8 +38,8 @@ class segment_spectra_t {
     if (first % loaded_ == 0) {
       load(first, std::min(loaded_, count - first));
     }
-    kernels::windowed_lanes(phases_.re, hop_, pitch_, first % loaded_, lanes_, window_, bins_.re);
-    kernels::windowed_lanes(phases_.im, hop_, pitch_, first % loaded_, lanes_, window_, bins_.im);
+    kernels::windowed_lanes({phases_.re, phases_.im, hop_, pitch_}, first % loaded_, window_,
+                            lanes_, bins_.re, bins_.im);
     dft_.forward(bins_, lanes_);
     return bins_;
   }
@@ -77,9 +77,8 @@ class level_rows_t {
   level_rows_t(std::size_t length, std::size_t lanes, std::size_t row_count)
       : length_(length), to_allocate_(row_count * row_bytes()), levels_(length * lanes) {}
 
-  /// Fills `rows`, the next ones, from the spectra of as many lanes.
-  void fill(const common_lib::planes_t<float>& bins, std::span<std::vector<float>> rows) {
-    kernels::spectral_levels(bins.re, bins.im, levels_);
+  /// Brings `rows`, the next ones, to their length, and has their memory fetched in the meantime.
+  void allocate(std::span<std::vector<float>> rows) {
     targets_.clear();
     for (std::vector<float>& row : rows) {
       if (row.capacity() < length_) {
@@ -87,7 +86,15 @@ class level_rows_t {
       }
       row.resize(length_);
       targets_.push_back(row.data());
+      for (std::size_t i = 0; i < length_; i += 16) {
+        __builtin_prefetch(&row[i], 1);
+      }
     }
+  }
+
+  /// Fills the allocated rows from the spectra of as many lanes.
+  void fill(const common_lib::planes_t<float>& bins) {
+    kernels::spectral_levels(bins.re, bins.im, levels_);
     kernels::lanes_to_centred_rows(levels_, bins.size() / length_, targets_);
   }
 
@@ -149,7 +156,8 @@ void FMCWAnalyze::compute_stft_wincfg(const std::vector<sample_t>& signal, float
   level_rows_t levels(length, spectra.lanes(), row_count);
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
     const std::size_t count = std::min(spectra.lanes(), row_count - k);
-    levels.fill(spectra(k, row_count), std::span(rows).subspan(k, count));
+    levels.allocate(std::span(rows).subspan(k, count));
+    levels.fill(spectra(k, row_count));
   }
 }
 
@@ -179,6 +187,7 @@ void FMCWAnalyze::compute_spectrogram(const std::vector<sample_t>& signal, float
   std::vector<std::uint32_t> strongest(spectra.lanes());
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
     const std::size_t count = std::min(spectra.lanes(), row_count - k);
+    levels.allocate(std::span(rows).subspan(k, count));
     const common_lib::planes_t<float>& bins = spectra(k, row_count);
     kernels::magnitudes(bins.re, bins.im, magnitude);
     kernels::strongest_centred_bins(magnitude, strongest);
@@ -186,7 +195,7 @@ void FMCWAnalyze::compute_spectrogram(const std::vector<sample_t>& signal, float
       time[k + l] = (static_cast<float>((k + l) * hop) + 128.0F) / fs;
       peaks[k + l] = result.spectrogram_freq_axis[strongest[l]];
     }
-    levels.fill(bins, std::span(rows).subspan(k, count));
+    levels.fill(bins);
   }
   const std::vector<double> phase = basefunc::cumtrapz_phase(time, peaks);
   result.spectrogram_phase_inst.assign(phase.begin(), phase.end());
@@ -202,7 +211,9 @@ void FMCWAnalyze::compute_psd(const std::vector<sample_t>& signal, float fs,
   freq.resize(length);
   fill_frequency_axis(fs, freq);
   segment_spectra_t spectra(signal, static_cast<std::uint32_t>(length), length);
-  level_rows_t(length, spectra.lanes(), 1).fill(spectra(0, 1), std::span(&magnitude_db, 1));
+  level_rows_t levels(length, spectra.lanes(), 1);
+  levels.allocate(std::span(&magnitude_db, 1));
+  levels.fill(spectra(0, 1));
 }
 
 }  // namespace orn::fmcw_demod_lib

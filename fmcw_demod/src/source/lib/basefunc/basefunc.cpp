@@ -1,5 +1,6 @@
 #include "basefunc/convolution.h"
 #include "basefunc/kernels.h"
+#include "basefunc/line.h"
 
 #include <fmcw_demod/basefunc.h>
 
@@ -133,26 +134,8 @@ std::vector<float> polyfit_1(const std::vector<float>& abscissa,
   if (abscissa.size() != ordinate.size() || abscissa.empty()) {
     return {};
   }
-  double sum_x = 0.0;
-  double sum_y = 0.0;
-  double sum_xx = 0.0;
-  double sum_xy = 0.0;
-  for (std::size_t i = 0; i < abscissa.size(); ++i) {
-    const double x = abscissa[i];
-    const double y = ordinate[i];
-    sum_x += x;
-    sum_y += y;
-    sum_xx += x * x;
-    sum_xy += x * y;
-  }
-  const auto n = static_cast<double>(abscissa.size());
-  const double determinant = sum_xx * n - sum_x * sum_x;
-  if (!(std::abs(determinant) > std::numeric_limits<double>::min())) {
-    return {};
-  }
-  const double slope = (sum_xy * n - sum_x * sum_y) / determinant;
-  const double intercept = (sum_y - slope * sum_x) / n;
-  return {static_cast<float>(slope), static_cast<float>(intercept)};
+  const auto line = line_through(kernels::line_sums(abscissa, ordinate), abscissa.size());
+  return line ? std::vector<float>{line->slope, line->intercept} : std::vector<float>{};
 }
 
 void mm_unwrap(std::vector<float>& input, std::vector<float>& output) {

@@ -95,60 +95,284 @@ double power_levels(std::span<const sample_t> samples, float impedance,
 
 double sum_of_squares(std::span<const sample_t> samples) noexcept { return squares(samples).sum; }
 
+namespace {
+
+/// Extremes of numbers, kept per lane: which of two equal numbers wins does not matter, and a NaN
+/// loses every comparison.
+template <class T>
+class extremes_t {
+ public:
+  ORN_KERNEL extremes_t(T lowest, T highest) {
+    lowest_.fill(lowest);
+    highest_.fill(highest);
+  }
+
+  /// Takes in `count` values, at most a block; the others are overwritten.
+  ORN_KERNEL void add(block_t<T>& values, std::size_t count) {
+    std::fill(values.begin() + static_cast<std::ptrdiff_t>(count), values.end(),
+              std::numeric_limits<T>::quiet_NaN());
+    for (std::size_t i = 0; i < block_length; i += lanes) {
+      for (std::size_t l = 0; l < lanes; ++l) {
+        const T value = values[i + l];
+        lowest_[l] = value < lowest_[l] ? value : lowest_[l];
+        highest_[l] = value > highest_[l] ? value : highest_[l];
+      }
+    }
+  }
+
+  T lowest() const { return *std::min_element(lowest_.begin(), lowest_.end()); }
+  T highest() const { return *std::max_element(highest_.begin(), highest_.end()); }
+
+ private:
+  static constexpr std::size_t lanes = 64 / sizeof(T);
+  alignas(64) std::array<T, lanes> lowest_;
+  alignas(64) std::array<T, lanes> highest_;
+};
+
+squares_t squares_of(double sum, const extremes_t<float>& extremes) {
+  const squares_t result{sum, extremes.lowest(), extremes.highest()};
+  constexpr float none = std::numeric_limits<float>::quiet_NaN();
+  return result.largest < result.smallest ? squares_t{sum, none, none} : result;
+}
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
+
+}  // namespace
+
 squares_t squares(std::span<const sample_t> samples) noexcept {
   squares_t result{};
   dispatch([=, &result](auto on) ORN_KERNEL {
-    // Extremes are kept per lane: which of two equal numbers wins does not matter, and a NaN loses
-    // every comparison.
-    constexpr std::size_t lanes = 16;
-    std::array<float, lanes> smallest;
-    std::array<float, lanes> largest;
-    smallest.fill(std::numeric_limits<float>::infinity());
-    largest.fill(-1.0F);
-    double running = 0.0;
+    extremes_t<float> extremes(infinity, -infinity);
+    double sum = 0.0;
     for_each_block(samples.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> power;
       squared_magnitudes<decltype(on)>(&samples[first], count, power);
-      running = added(power, count, running);
-      std::fill(power.begin() + static_cast<std::ptrdiff_t>(count), power.end(),
-                std::numeric_limits<float>::quiet_NaN());
-      for (std::size_t i = 0; i < block_length; i += lanes) {
-        for (std::size_t l = 0; l < lanes; ++l) {
-          smallest[l] = power[i + l] < smallest[l] ? power[i + l] : smallest[l];
-          largest[l] = power[i + l] > largest[l] ? power[i + l] : largest[l];
-        }
-      }
+      sum = added(power, count, sum);
+      extremes.add(power, count);
     });
-    result = {running, *std::min_element(smallest.begin(), smallest.end()),
-              *std::max_element(largest.begin(), largest.end())};
+    result = squares_of(sum, extremes);
   });
-  if (result.largest < result.smallest) {
-    result.smallest = result.largest = std::numeric_limits<float>::quiet_NaN();
-  }
   return result;
 }
 
-void windowed_lanes(std::span<const float> phases, std::size_t hop, std::size_t pitch,
-                    std::size_t first, std::size_t lanes, std::span<const sample_t> window,
-                    std::span<float> out) noexcept {
+line_sums_t line_sums(std::span<const float> x, std::span<const float> y) noexcept {
+  line_sums_t sums{};
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const double x_i = x[i];
+    const double y_i = y[i];
+    sums.x += x_i;
+    sums.y += y_i;
+    sums.xx += x_i * x_i;
+    sums.xy += x_i * y_i;
+  }
+  return sums;
+}
+
+chirp_sums_t chirp_sums(std::span<const float> time, std::span<const double> freq,
+                        std::span<const sample_t> samples) noexcept {
+  chirp_sums_t result{};
+  dispatch([=, &result](auto on) ORN_KERNEL {
+    extremes_t<float> extremes(infinity, -infinity);
+    line_sums_t sums{};
+    double power_sum = 0.0;
+    for_each_block(time.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
+      const float* const t = &time[first];
+      const double* const f = &freq[first];
+      alignas(64) block_t<float> power;
+      alignas(64) block_t<double> y;
+      alignas(64) block_t<double> xx;
+      alignas(64) block_t<double> xy;
+      squared_magnitudes<decltype(on)>(&samples[first], count, power);
+      for (std::size_t i = 0; i < count; ++i) {
+        const double x = t[i];
+        y[i] = static_cast<float>(f[i]);
+        xx[i] = x * x;
+        xy[i] = x * y[i];
+      }
+      // An ordered sum costs the latency of its additions: five of them cost no more than one.
+      for (std::size_t i = 0; i < count; ++i) {
+        sums.x += t[i];
+        sums.y += y[i];
+        sums.xx += xx[i];
+        sums.xy += xy[i];
+        power_sum += power[i];
+      }
+      extremes.add(power, count);
+    });
+    result = {sums, squares_of(power_sum, extremes)};
+  });
+  return result;
+}
+
+namespace {
+
+/// Trapezoid of frequency [Hz] as a turn rate [rad/s].
+ORN_KERNEL inline double mean_turn_rate(float before, float after) {
+  return static_cast<double>(after + before) * 0.5 * two_pi;
+}
+
+ORN_KERNEL inline float phase_step(float before, float after, double dt, float /*time_step*/,
+                                   float /*precision*/) {
+  return static_cast<float>(mean_turn_rate(before, after) * dt);
+}
+
+ORN_KERNEL inline double phase_step(float before, float after, double /*dt*/, float time_step,
+                                    double /*precision*/) {
+  return mean_turn_rate(before, after) * static_cast<double>(time_step);
+}
+
+ORN_KERNEL inline void copy_to(std::span<float> trace, std::size_t first, const float* values,
+                               std::size_t count) {
+  if (!trace.empty()) {
+    std::copy_n(values, count, &trace[first]);
+  }
+}
+
+}  // namespace
+
+template <class T>
+deviations_t<T> deviations(std::span<const float> time, std::span<const double> freq,
+                           const line_t& line, double dt,
+                           const deviation_traces_t& traces) noexcept {
+  deviations_t<T> result{};
+  dispatch([=, &result](auto /*on*/) ORN_KERNEL {
+    deviations_t<T> sums{};
+    extremes_t<float> residual_extremes(0.0F, 0.0F);
+    extremes_t<T> phase_extremes(T(0), T(0));
+    T measured_phase = 0;
+    T fitted_phase = 0;
+    for_each_block(time.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
+      // Element 0 is the last one of the block before; before the first it is the first itself,
+      // over a time step of zero.
+      alignas(64) std::array<float, block_length + 1> f;
+      alignas(64) std::array<float, block_length + 1> g;
+      alignas(64) std::array<float, block_length + 1> t;
+      for (std::size_t i = 0; i <= count; ++i) {
+        const std::size_t at = first + i - (first + i == 0 ? 0 : 1);
+        t[i] = time[at];
+        f[i] = static_cast<float>(freq[at]);
+        g[i] = t[i] * line.slope + line.intercept;
+      }
+      alignas(64) block_t<double> residual;
+      alignas(64) block_t<double> residual_square;
+      alignas(64) block_t<float> residual_magnitude;
+      alignas(64) block_t<float> residual_single;
+      alignas(64) block_t<T> measured_step;
+      alignas(64) block_t<T> fitted_step;
+      for (std::size_t i = 0; i < count; ++i) {
+        residual[i] = static_cast<double>(f[i + 1]) - static_cast<double>(g[i + 1]);
+        residual_square[i] = residual[i] * residual[i];
+        residual_single[i] = static_cast<float>(residual[i]);
+        residual_magnitude[i] = std::fabs(residual_single[i]);
+        measured_step[i] = phase_step(f[i], f[i + 1], dt, t[i + 1] - t[i], T());
+        fitted_step[i] = phase_step(g[i], g[i + 1], dt, t[i + 1] - t[i], T());
+      }
+      if (first == 0) {
+        measured_step[0] = fitted_step[0] = 0;
+      }
+      alignas(64) block_t<T> deviation;
+      alignas(64) block_t<float> fitted;
+      for (std::size_t i = 0; i < count; ++i) {
+        measured_phase += measured_step[i];
+        fitted_phase += fitted_step[i];
+        const T difference = measured_phase - fitted_phase;
+        deviation[i] = difference;
+        fitted[i] = static_cast<float>(fitted_phase);
+        sums.phase_sum += difference;
+        sums.phase_squares += difference * difference;
+        sums.residual_sum += residual[i];
+        sums.residual_squares += residual_square[i];
+      }
+      copy_to(traces.fitted, first, &g[1], count);
+      copy_to(traces.fitted_phase, first, fitted.data(), count);
+      copy_to(traces.residual, first, residual_single.data(), count);
+      if (!traces.phase_deviation.empty()) {
+        for (std::size_t i = 0; i < count; ++i) {
+          traces.phase_deviation[first + i] = static_cast<float>(deviation[i]);
+        }
+      }
+      for (std::size_t i = 0; i < count; ++i) {
+        deviation[i] = std::abs(deviation[i]);
+      }
+      residual_extremes.add(residual_magnitude, count);
+      phase_extremes.add(deviation, count);
+    });
+    // Rounding keeps order: the peak of rounded residuals is the rounded peak.
+    sums.residual_peak = residual_extremes.highest();
+    sums.phase_peak = phase_extremes.highest();
+    result = sums;
+  });
+  return result;
+}
+
+sweep_t sweep(std::span<const double> freq, std::span<const float> slope, float fitted_slope,
+              double unit) noexcept {
+  sweep_t result{};
+  dispatch([=, &result](auto /*on*/) ORN_KERNEL {
+    // A NaN in front stays: the range is then not a number.
+    const auto front = static_cast<float>(freq[0]);
+    extremes_t<float> range(front, front);
+    extremes_t<double> peak(0.0, 0.0);
+    sweep_t sums{};
+    for_each_block(freq.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
+      const double* const f = &freq[first];
+      const float* const s = &slope[first];
+      alignas(64) block_t<float> single;
+      alignas(64) block_t<double> scaled;
+      alignas(64) block_t<double> deviation;
+      alignas(64) block_t<double> square;
+      for (std::size_t i = 0; i < count; ++i) {
+        single[i] = static_cast<float>(f[i]);
+        scaled[i] = static_cast<double>(s[i]) * unit;
+        deviation[i] = (static_cast<double>(s[i]) - static_cast<double>(fitted_slope)) * unit;
+        square[i] = deviation[i] * deviation[i];
+      }
+      for (std::size_t i = 0; i < count; ++i) {
+        sums.slope_sum += scaled[i];
+        sums.deviation_sum += deviation[i];
+        sums.deviation_squares += square[i];
+      }
+      for (std::size_t i = 0; i < count; ++i) {
+        deviation[i] = std::abs(deviation[i]);
+      }
+      range.add(single, count);
+      peak.add(deviation, count);
+    });
+    sums.deviation_peak = peak.highest();
+    sums.lowest = range.lowest();
+    sums.highest = range.highest();
+    result = sums;
+  });
+  return result;
+}
+
+void windowed_lanes(const segments_t& segments, std::size_t first, std::span<const sample_t> window,
+                    std::size_t lanes, std::span<float> re, std::span<float> im) noexcept {
   dispatch([=](auto on) ORN_KERNEL {
     using value_t = common_lib::vector_t<float, decltype(on)>;
     constexpr std::size_t width = sizeof(value_t) / sizeof(float);
-    std::size_t phase = 0;
-    std::size_t column = first;
-    for (std::size_t i = 0; i < window.size(); ++i) {
-      const float* const x = &phases[phase * pitch + column];
-      const float weight = window[i].real();
-      std::size_t l = 0;
-      for (; l + width <= lanes; l += width) {
-        common_lib::store(common_lib::load<value_t>(x + l) * weight, &out[i * lanes + l]);
-      }
-      for (; l < lanes; ++l) {
-        out[i * lanes + l] = x[l] * weight;
-      }
-      if (++phase == hop) {
-        phase = 0;
-        ++column;
+    const std::size_t whole = lanes - lanes % width;
+    float* to_re = re.data();
+    float* to_im = im.data();
+    std::size_t i = 0;
+    for (std::size_t column = first; i < window.size(); ++column) {
+      const float* from_re = &segments.re[column];
+      const float* from_im = &segments.im[column];
+      const std::size_t end = std::min(i + segments.hop, window.size());
+      for (; i < end; ++i) {
+        const float weight = window[i].real();
+        for (std::size_t l = 0; l < whole; l += width) {
+          common_lib::store(common_lib::load<value_t>(from_re + l) * weight, to_re + l);
+          common_lib::store(common_lib::load<value_t>(from_im + l) * weight, to_im + l);
+        }
+        for (std::size_t l = whole; l < lanes; ++l) {
+          to_re[l] = from_re[l] * weight;
+          to_im[l] = from_im[l] * weight;
+        }
+        from_re += segments.pitch;
+        from_im += segments.pitch;
+        to_re += lanes;
+        to_im += lanes;
       }
     }
   });
@@ -559,6 +783,10 @@ float select_rank(std::span<const float> values, std::size_t rank,
   return select_in_place(buffer.first(values.size()), rank);
 }
 
+template deviations_t<float> deviations(std::span<const float>, std::span<const double>,
+                                        const line_t&, double, const deviation_traces_t&) noexcept;
+template deviations_t<double> deviations(std::span<const float>, std::span<const double>,
+                                         const line_t&, double, const deviation_traces_t&) noexcept;
 template void unwrap(std::span<float>) noexcept;
 template void unwrap(std::span<double>) noexcept;
 template void convolve_symmetric(std::span<const float>, std::span<const float>,

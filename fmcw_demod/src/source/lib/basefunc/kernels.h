@@ -38,14 +38,19 @@ squares_t squares(std::span<const sample_t> samples) noexcept;
 void magnitudes(std::span<const float> re, std::span<const float> im,
                 std::span<float> out) noexcept;
 
-/// Lanes of windowed segments: element i of lane l is out[i * lanes + l], its sample times the real
-/// part of window[i].
-/// phases  samples by their position modulo the hop, `pitch` from one position to the next: the
-///         sample i of segment s lies at (i % hop) * pitch + i / hop + s
-/// first   segment of lane 0
-void windowed_lanes(std::span<const float> phases, std::size_t hop, std::size_t pitch,
-                    std::size_t first, std::size_t lanes, std::span<const sample_t> window,
-                    std::span<float> out) noexcept;
+/// Samples of segments that start `hop` apart, sorted by their position modulo the hop: sample i of
+/// segment s lies at (i % hop) * pitch + i / hop + s, next to those of the neighbouring segments.
+struct segments_t {
+  std::span<const float> re;
+  std::span<const float> im;
+  std::size_t hop;
+  std::size_t pitch;
+};
+
+/// Lanes of windowed segments: element i of lane l, at i * lanes + l of the outputs, is sample i of
+/// segment first + l times the real part of window[i].
+void windowed_lanes(const segments_t& segments, std::size_t first, std::span<const sample_t> window,
+                    std::size_t lanes, std::span<float> re, std::span<float> im) noexcept;
 
 /// Copies lanes into rows with the negative frequencies first.
 /// values  bin i of lane l at i * lanes + l
@@ -102,6 +107,77 @@ void slopes(std::span<const double> freq, double dt, std::span<Slope> out) noexc
 /// time, freq, phase  as many elements each, at least one
 void integrate_phase(std::span<const float> time, std::span<const float> freq,
                      std::span<float> phase) noexcept;
+
+/// Sums of x, y, x^2 and x y, in double in index order.
+struct line_sums_t {
+  double x;
+  double y;
+  double xx;
+  double xy;
+};
+/// x, y  as many elements each
+line_sums_t line_sums(std::span<const float> x, std::span<const float> y) noexcept;
+
+/// What the line through a chirp's frequency and its power come from, in one pass: the sums over
+/// its time [s] and its frequency [Hz] rounded to float, and the squares of its samples. time,
+/// freq, samples  as many elements each
+struct chirp_sums_t {
+  line_sums_t line;
+  squares_t squares;
+};
+chirp_sums_t chirp_sums(std::span<const float> time, std::span<const double> freq,
+                        std::span<const sample_t> samples) noexcept;
+
+/// A line, slope [Hz/s] and intercept [Hz].
+struct line_t {
+  float slope;
+  float intercept;
+};
+
+/// Deviation of a chirp from its line: sums, sums of squares and largest magnitudes of the
+/// frequency residual [Hz] and of the difference of the integrated phases [rad]. T is the precision
+/// of phases.
+template <class T>
+struct deviations_t {
+  double residual_sum;
+  double residual_squares;
+  float residual_peak;
+  T phase_sum;
+  T phase_squares;
+  T phase_peak;
+};
+
+/// Traces of a deviation, one element per sample, or none of them.
+struct deviation_traces_t {
+  std::span<float> fitted;           ///< the line [Hz]
+  std::span<float> fitted_phase;     ///< the line integrated [rad]
+  std::span<float> residual;         ///< frequency less line [Hz]
+  std::span<float> phase_deviation;  ///< their integrals' difference [rad]
+};
+
+/// Deviations of a chirp from its line. Frequency and line are integrated by trapezoids from 0:
+/// with T = float at the fixed interval dt [s], as basefunc::cumtrapz_phase(dt, ...) does; with T =
+/// double over the time stamps, as basefunc::cumtrapz_phase(time, ...) does. time [s], freq [Hz] as
+/// many elements each, at least one
+template <class T>
+deviations_t<T> deviations(std::span<const float> time, std::span<const double> freq,
+                           const line_t& line, double dt,
+                           const deviation_traces_t& traces) noexcept;
+
+/// Sums over the measured interval of a chirp, in double in index order: of its slope and of its
+/// slope's deviation from a fitted one, both times `unit`; largest deviation; range of its
+/// frequency rounded to float.
+struct sweep_t {
+  double slope_sum;
+  double deviation_sum;
+  double deviation_squares;
+  double deviation_peak;
+  float lowest;   ///< [Hz]
+  float highest;  ///< [Hz]
+};
+/// freq [Hz], slope [Hz/s]  as many elements each, at least one
+sweep_t sweep(std::span<const double> freq, std::span<const float> slope, float fitted_slope,
+              double unit) noexcept;
 
 /// Whether trace[i - 1] and trace[i] differ in sign and both exceed `clearly` in magnitude, for any
 /// i from 1 to the last.

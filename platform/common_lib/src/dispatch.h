@@ -42,6 +42,7 @@ void limit_target(target_t widest_used) noexcept;
 /// What a body may know of its target at compile time.
 template <target_t Target>
 struct on_t {
+  static constexpr target_t target = Target;
   /// Size of a vector register, by the byte; 16 is what every 64-bit machine has.
   static constexpr std::size_t register_bytes = Target == target_t::avx512 ? 64
                                                 : Target == target_t::avx2 ? 32

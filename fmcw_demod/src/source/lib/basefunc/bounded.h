@@ -1,7 +1,10 @@
 #pragma once
 
+#include "basefunc/bounded_avx512.h"
+#include "basefunc/literal.h"
 #include "dispatch.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -14,37 +17,19 @@
 /// Where they do not, once in a few hundred values, the figure is computed as it is defined.
 namespace orn::fmcw_demod_lib::kernels {
 
-/// The definition: |z| in double from exact squares, rounded once.
-ORN_KERNEL inline float literal_magnitude(float re, float im) noexcept {
-  const double x = re;
-  const double y = im;
-  return static_cast<float>(std::sqrt(x * x + y * y));
-}
-
-/// The definition: the double logarithm of a float, rounded once.
-inline float literal_log10(float x) noexcept {
-  return static_cast<float>(std::log10(static_cast<double>(x)));
-}
-
-/// Values that are worked on together: their intermediate results stay in the first-level cache.
-constexpr std::size_t block_length = 128;
-template <class T>
-using block_t = std::array<T, block_length>;
-
 /// Bounds of |z| for `count` samples, at most a block.
 ///
 /// With s = re^2 + im^2 as a float and its error (from fused products, exact, and a sum of sorted
 /// terms, exact but for 2^-47 s), r = sqrt(s) and its residual s - r^2 give |z| = r + residual / 2r
 /// within 2^-44 |z|, of which 2^-46 |z| is the second-order term of the root. Below 2^-50 products
 /// are subnormal and lose up to 2^-149 each, the root of which stays under the constant.
-template <class Re, class Im>
-ORN_KERNEL inline void bound_magnitudes(Re re, Im im, std::size_t count, block_t<float>& lower,
-                                        block_t<float>& upper) {
+ORN_KERNEL inline void bound_magnitudes(const float* re, const float* im, std::size_t count,
+                                        block_t<float>& lower, block_t<float>& upper) {
   alignas(64) block_t<float> square;
   alignas(64) block_t<float> square_error;
   for (std::size_t i = 0; i < count; ++i) {
-    const float x = re(i);
-    const float y = im(i);
+    const float x = re[i];
+    const float y = im[i];
     const float xx = x * x;
     const float yy = y * y;
     const float product_error = std::fma(x, x, -xx) + std::fma(y, y, -yy);
@@ -63,20 +48,6 @@ ORN_KERNEL inline void bound_magnitudes(Re re, Im im, std::size_t count, block_t
     upper[i] = root + (step + slack);
   }
 }
-
-/// 2 / ln 10, log10(2) and the logarithms of the two centres below; the high parts of the last
-/// three are multiples of 2^-14, so that sums of theirs with small integer factors are exact.
-struct log10_constants_t {
-  static constexpr double scale = 0.86858896380650365530;
-  static constexpr double two = 0.30102999566398119521;
-  static constexpr double centre_above = 0.07463361829690418068;   // of 1.1875
-  static constexpr double centre_below = -0.07378621416091866418;  // of 0.84375
-
-  static constexpr float high(double x) {
-    return static_cast<float>(static_cast<int>(x * 0x1p14)) * 0x1p-14F;
-  }
-  static constexpr float low(double x) { return static_cast<float>(x - double{high(x)}); }
-};
 
 /// Bounds of log10 for `count` floats, at most a block, by fused multiply-adds on pairs of floats.
 /// Where x is not a positive normal number the upper bound is NaN.
@@ -131,7 +102,7 @@ ORN_KERNEL inline void bound_log10_by_pairs(const block_t<float>& x, std::size_t
     const float large = std::fma(n, k::high(k::two), centre_high);
     const float sum = large + linear;
     const float rest = (linear - (sum - large)) + small;
-    const float slack = std::fma(std::fabs(cube), 0x1p-23F, 0x1p-35F);
+    const float slack = std::fma(std::fabs(cube), 0x1p-22F, 0x1p-35F);
     lower[i] = sum + (rest - slack);
     upper[i] = sum + (rest + slack);
   }
@@ -159,6 +130,8 @@ ORN_KERNEL inline void bound_log10_by_doubles(const block_t<float>& x, std::size
   }
 }
 
+/// Bounds of log10 for `count` floats; where x is not a positive normal number the upper one is
+/// NaN.
 template <class On>
 ORN_KERNEL inline void bound_log10(const block_t<float>& x, std::size_t count,
                                    block_t<float>& lower, block_t<float>& upper) {
@@ -196,17 +169,24 @@ ORN_KERNEL inline void settle(block_t<float>& figure, const block_t<float>& uppe
   }
 }
 
-/// |z| of `count` samples, at most a block; re(i) and im(i) are their parts.
-template <class On, class Re, class Im>
-ORN_KERNEL inline void magnitudes(Re re, Im im, std::size_t count, block_t<float>& out) {
+/// |z| of `count` samples, at most a block; re and im are their parts.
+template <class On>
+ORN_KERNEL inline void magnitudes(const float* re, const float* im, std::size_t count,
+                                  block_t<float>& out) {
+#if defined(__x86_64__)
+  if constexpr (On::target == common_lib::target_t::avx512) {
+    magnitudes_by_reciprocal_roots(re, im, count, out);
+    return;
+  }
+#endif
   if constexpr (On::fused) {
     alignas(64) block_t<float> upper;
     bound_magnitudes(re, im, count, out, upper);
     settle(out, upper, count,
-           [=](std::size_t i) ORN_KERNEL { return literal_magnitude(re(i), im(i)); });
+           [=](std::size_t i) ORN_KERNEL { return literal_magnitude(re[i], im[i]); });
   } else {
     for (std::size_t i = 0; i < count; ++i) {
-      out[i] = literal_magnitude(re(i), im(i));
+      out[i] = literal_magnitude(re[i], im[i]);
     }
   }
 }
@@ -214,6 +194,12 @@ ORN_KERNEL inline void magnitudes(Re re, Im im, std::size_t count, block_t<float
 /// log10 of `count` floats, at most a block.
 template <class On>
 ORN_KERNEL inline void log10s(const block_t<float>& x, std::size_t count, block_t<float>& out) {
+#if defined(__x86_64__)
+  if constexpr (On::target == common_lib::target_t::avx512) {
+    log10s_by_table(x, count, out);
+    return;
+  }
+#endif
   alignas(64) block_t<float> upper;
   bound_log10<On>(x, count, out, upper);
   settle(out, upper, count, [&x](std::size_t i) ORN_KERNEL { return literal_log10(x[i]); });

@@ -39,8 +39,13 @@ ORN_KERNEL inline void for_each_block(std::size_t size, Body body) {
 template <class On>
 ORN_KERNEL inline void squared_magnitudes(const sample_t* samples, std::size_t count,
                                           block_t<float>& out) {
-  magnitudes<On>([=](std::size_t i) ORN_KERNEL { return samples[i].real(); },
-                 [=](std::size_t i) ORN_KERNEL { return samples[i].imag(); }, count, out);
+  alignas(64) block_t<float> re;
+  alignas(64) block_t<float> im;
+  for (std::size_t i = 0; i < count; ++i) {
+    re[i] = samples[i].real();
+    im[i] = samples[i].imag();
+  }
+  magnitudes<On>(re.data(), im.data(), count, out);
   for (std::size_t i = 0; i < count; ++i) {
     out[i] *= out[i];
   }
@@ -456,9 +461,7 @@ void magnitudes(std::span<const float> re, std::span<const float> im,
   dispatch([=](auto on) ORN_KERNEL {
     for_each_block(out.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> magnitude;
-      magnitudes<decltype(on)>([=, x = &re[first]](std::size_t i) ORN_KERNEL { return x[i]; },
-                               [=, y = &im[first]](std::size_t i) ORN_KERNEL { return y[i]; },
-                               count, magnitude);
+      magnitudes<decltype(on)>(&re[first], &im[first], count, magnitude);
       std::copy_n(magnitude.begin(), count, &out[first]);
     });
   });
@@ -470,9 +473,7 @@ void spectral_levels(std::span<const float> re, std::span<const float> im,
     for_each_block(out.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> magnitude;
       alignas(64) block_t<float> level;
-      magnitudes<decltype(on)>([=, x = &re[first]](std::size_t i) ORN_KERNEL { return x[i]; },
-                               [=, y = &im[first]](std::size_t i) ORN_KERNEL { return y[i]; },
-                               count, magnitude);
+      magnitudes<decltype(on)>(&re[first], &im[first], count, magnitude);
       for (std::size_t i = 0; i < count; ++i) {
         magnitude[i] += 1e-12F;
       }
@@ -492,9 +493,7 @@ double bin_powers(std::span<const float> re, std::span<const float> im, float po
     for_each_block(out.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> power;
       alignas(64) block_t<float> level;
-      magnitudes<decltype(on)>([=, x = &re[first]](std::size_t i) ORN_KERNEL { return x[i]; },
-                               [=, y = &im[first]](std::size_t i) ORN_KERNEL { return y[i]; },
-                               count, power);
+      magnitudes<decltype(on)>(&re[first], &im[first], count, power);
       for (std::size_t i = 0; i < count; ++i) {
         const float amplitude = power[i] / points;
         power[i] = amplitude * amplitude;

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "dispatch.h"
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+
+/// The figures that bounded.h computes by bounds, as they are defined, and what its forms share.
+namespace orn::fmcw_demod_lib::kernels {
+
+/// The definition: |z| in double from exact squares, rounded once.
+ORN_KERNEL inline float literal_magnitude(float re, float im) noexcept {
+  const double x = re;
+  const double y = im;
+  return static_cast<float>(std::sqrt(x * x + y * y));
+}
+
+/// The definition: the double logarithm of a float, rounded once.
+inline float literal_log10(float x) noexcept {
+  return static_cast<float>(std::log10(static_cast<double>(x)));
+}
+
+/// Values that are worked on together: their intermediate results stay in the first-level cache.
+constexpr std::size_t block_length = 128;
+template <class T>
+using block_t = std::array<T, block_length>;
+
+/// 2 / ln 10, log10(2) and the logarithms of the two centres below; the high parts of the last
+/// three are multiples of 2^-18, so that sums of theirs with small integer factors are exact.
+struct log10_constants_t {
+  static constexpr double scale = 0.86858896380650365530;
+  static constexpr double two = 0.30102999566398119521;
+  static constexpr double centre_above = 0.07463361829690418068;   // of 1.1875
+  static constexpr double centre_below = -0.07378621416091866418;  // of 0.84375
+
+  static constexpr float high(double x) {
+    return static_cast<float>(static_cast<int>(x * 0x1p18)) * 0x1p-18F;
+  }
+  static constexpr float low(double x) { return static_cast<float>(x - double{high(x)}); }
+};
+
+}  // namespace orn::fmcw_demod_lib::kernels

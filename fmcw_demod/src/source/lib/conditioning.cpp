@@ -1,9 +1,11 @@
 #include "basefunc/kernels.h"
+#include "summary.h"
 
 #include <fmcw_demod/basefunc.h>
 #include <fmcw_demod/engine.h>
 
 #include <cmath>
+#include <cstddef>
 
 namespace orn::fmcw_demod_lib {
 
@@ -23,12 +25,16 @@ void FMCWAnalyze::smooth_with_triang(std::vector<double>& trace, int n) const {
   trace = basefunc::conv_same_double(trace, parameters_.get_smoothing_window_double(n));
 }
 
+double mean_power_dbm(double sum_of_squares, std::size_t count, float impedance) {
+  const double mean = sum_of_squares / static_cast<double>(count);
+  return 10.0 * std::log10(mean / impedance * 1000.0);
+}
+
 double FMCWAnalyze::compute_power_dbm(const std::vector<sample_t>& signal, float impedance) const {
   if (signal.empty()) {
     return -300.0;
   }
-  const double mean = kernels::sum_of_squares(signal) / static_cast<double>(signal.size());
-  return 10.0 * std::log10(mean / impedance * 1000.0);
+  return mean_power_dbm(kernels::squares(signal).sum, signal.size(), impedance);
 }
 
 }  // namespace orn::fmcw_demod_lib

@@ -4,6 +4,7 @@
 #include "frame.h"
 #include "scratch.h"
 #include "segmentation.h"
+#include "summary.h"
 
 #include <fmcw_demod/engine.h>
 
@@ -39,7 +40,8 @@ void FMCWAnalyze::analyze(const SignalStream& signal, fmcw_measure_result_t& res
   common_lib::resize_large(traces.time, samples.size());
   common_lib::resize_large(traces.power, samples.size());
   kernels::time_axis(config_.fs, traces.time);
-  kernels::power_levels(samples, static_cast<float>(config_.impedance), traces.power);
+  const auto impedance = static_cast<float>(config_.impedance);
+  const double sum_of_squares = kernels::power_levels(samples, impedance, traces.power);
 
   FMCW_LOG(progress, "Step 1: compute_instantaneous_freq start");
   traces.frequency.resize(samples.size());
@@ -81,8 +83,9 @@ void FMCWAnalyze::analyze(const SignalStream& signal, fmcw_measure_result_t& res
                                      std::min<std::uint64_t>(samples.size(), first_frame_end));
   result.time_axis = std::move(traces.time);
   result.instantaneous_power = std::move(traces.power);
-  get_summary_info(samples, result, tally.first_chirp_start, tally.switching_times, tally.measured,
-                   tally.frequency_sum);
+  summarise(config_, mean_power_dbm(sum_of_squares, samples.size(), impedance),
+            tally.first_chirp_start, tally.switching_times, tally.measured, tally.frequency_sum,
+            result);
   FMCW_LOG(common_log::log_level_t::run, "FMCW analysis complete");
 }
 

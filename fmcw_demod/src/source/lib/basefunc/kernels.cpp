@@ -98,8 +98,6 @@ double power_levels(std::span<const sample_t> samples, float impedance,
   return sum;
 }
 
-double sum_of_squares(std::span<const sample_t> samples) noexcept { return squares(samples).sum; }
-
 namespace {
 
 /// Extremes of numbers, kept per lane: which of two equal numbers wins does not matter, and a NaN
@@ -765,21 +763,28 @@ std::pair<float, float> bracket(std::span<const float> values, std::size_t rank)
 
 float select_rank(std::span<const float> values, std::size_t rank,
                   std::span<float> buffer) noexcept {
-  if (values.size() > 1024) {
-    const auto [low, high] = bracket(values, rank);
+  // What the bracket keeps is written over values that have been read.
+  const std::size_t total_rank = rank;
+  std::span<const float> candidates = values;
+  while (candidates.size() > 1024) {
+    const auto [low, high] = bracket(candidates, rank);
     std::size_t below = 0;
     std::size_t between = 0;
-    for (const float value : values) {
+    for (const float value : candidates) {
       buffer[between] = value;
       below += static_cast<std::size_t>(value < low);
       between += static_cast<std::size_t>((value >= low) & (value <= high));
     }
-    if (below <= rank && rank < below + between) {
-      return select_in_place(buffer.first(between), rank - below);
+    if (rank < below || rank >= below + between || between == candidates.size()) {
+      // A rare sample, NaNs, or values that are mostly equal.
+      std::copy(values.begin(), values.end(), buffer.begin());
+      return select_in_place(buffer.first(values.size()), total_rank);
     }
+    candidates = buffer.first(between);
+    rank -= below;
   }
-  std::copy(values.begin(), values.end(), buffer.begin());
-  return select_in_place(buffer.first(values.size()), rank);
+  std::copy(candidates.begin(), candidates.end(), buffer.begin());
+  return select_in_place(buffer.first(candidates.size()), rank);
 }
 
 template deviations_t<float> deviations(std::span<const float>, std::span<const double>,

@@ -17,12 +17,9 @@ void time_axis(double fs, std::span<float> out) noexcept;
 /// Power of each sample [dBm] in single precision, 10 log10(|x|^2 / impedance * 1000 + 1e-12).
 /// out  one element per sample
 ///
-/// Returns what sum_of_squares does.
+/// Returns the sum of |x|^2, as `squares` has it.
 double power_levels(std::span<const sample_t> samples, float impedance,
                     std::span<float> out) noexcept;
-
-/// Sum of |x|^2, |x| and its square each rounded to float, added in double in index order.
-double sum_of_squares(std::span<const sample_t> samples) noexcept;
 
 /// Sum, smallest and largest of |x|^2, |x| and its square each rounded to float; the sum in double
 /// in index order, the extremes over the numbers among them, NaN where there is none.

@@ -14,6 +14,7 @@
 #if defined(__GNUC__) && !defined(__clang__)
 // gcc 12 takes the undefined operands of its own unmasked intrinsics for uninitialised variables.
 #pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <immintrin.h>
 #pragma GCC diagnostic pop

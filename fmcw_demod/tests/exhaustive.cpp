@@ -14,6 +14,8 @@
 #include <random>
 #include <string_view>
 
+#include <unistd.h>
+
 /// Holds what the levels and angles are made of against its definition, on every target: the
 /// logarithm of every `stride`-th float, all of them for 1; magnitude and angle of `pairs` random
 /// pairs, a third normal, a third of any exponent, a third of any bits. The angle's definition is
@@ -51,7 +53,8 @@ struct outcome_t {
 
 /// A line that counts up on a terminal.
 void show_progress(std::uint64_t done, std::uint64_t all) {
-  if (done % (std::uint64_t{1} << 24) < block_length) {
+  static const bool terminal = isatty(STDERR_FILENO) != 0;
+  if (terminal && done % (std::uint64_t{1} << 24) < block_length) {
     std::fprintf(stderr, "\r  %3.0f %%",
                  100.0 * static_cast<double>(done) / static_cast<double>(all));
   }

@@ -137,6 +137,19 @@ ORN_KERNEL inline void butterfly(std::array<point_t<Value>, Radix>& a,
   }
 }
 
+/// The angles by which the columns of a pass turn: column k turns by the root `first + k * step` of
+/// a table of exp(-2 pi i j / period).
+template <class T>
+struct angles_t {
+  const std::complex<T>* roots;
+  std::size_t period;
+  std::size_t first;
+  std::size_t step;
+
+  /// The angles of the pass that follows one of this radix.
+  angles_t after(std::size_t radix) const { return {roots, period, first * radix, step * radix}; }
+};
+
 /// One pass: `stride` interleaved transforms of `points` points each become Radix * stride
 /// interleaved transforms of points / Radix points. The stride counts the lanes in.
 template <class T>
@@ -147,26 +160,28 @@ struct pass_t {
   T* out_im;
   std::size_t points;
   std::size_t stride;
-  const std::complex<T>*
-      roots;              ///< exp(-2 pi i k / n), the first one of any multiple n of `points`
-  std::size_t root_step;  ///< n / points
+  angles_t<T> angles;
 
   template <std::size_t Radix>
   ORN_KERNEL std::array<point_t<T>, Radix> butterfly_roots() const {
     std::array<point_t<T>, Radix> result;
     for (std::size_t k = 0; k < Radix; ++k) {
-      result[k] = point(roots[k * (points / Radix) * root_step]);
+      result[k] = point(angles.roots[k * (angles.period / Radix)]);
     }
     return result;
+  }
+
+  ORN_KERNEL point_t<T> turn(std::size_t column, std::size_t c) const {
+    return point(angles.roots[(angles.first + column * angles.step) * c]);
   }
 };
 
 /// One column of a pass, all of whose transforms turn by the same angles, from transform `q` on as
-/// far as whole values go. Returns the first transform that is left.
+/// far as whole values go.
 template <std::size_t Radix, bool Turned, class Value, class T>
-ORN_KERNEL inline std::size_t transform_column(const pass_t<T>& pass, std::size_t column,
-                                               const std::array<point_t<T>, Radix>& butterfly_roots,
-                                               std::size_t q) {
+ORN_KERNEL inline void transform_column(const pass_t<T>& pass, std::size_t column,
+                                        const std::array<point_t<T>, Radix>& butterfly_roots,
+                                        std::size_t q) {
   const std::size_t row = pass.stride * (pass.points / Radix);
   const T* const in_re = pass.in_re + pass.stride * column;
   const T* const in_im = pass.in_im + pass.stride * column;
@@ -174,7 +189,7 @@ ORN_KERNEL inline std::size_t transform_column(const pass_t<T>& pass, std::size_
   T* const out_im = pass.out_im + pass.stride * Radix * column;
   std::array<point_t<T>, Radix> turns;
   for (std::size_t c = 1; c < Radix; ++c) {
-    turns[c] = point(pass.roots[column * c * pass.root_step]);
+    turns[c] = pass.turn(column, c);
   }
   constexpr std::size_t width = sizeof(Value) / sizeof(T);
   for (; q + width <= pass.stride; q += width) {
@@ -192,17 +207,20 @@ ORN_KERNEL inline std::size_t transform_column(const pass_t<T>& pass, std::size_
       store(turned.im, out_im + q + pass.stride * c);
     }
   }
-  return q;
 }
 
 template <std::size_t Radix, class Value, class T>
 ORN_KERNEL inline void transform_columns(const pass_t<T>& pass) {
   const auto butterfly_roots = pass.template butterfly_roots<Radix>();
-  const std::size_t rest =
-      transform_column<Radix, false, Value>(pass, 0, butterfly_roots, std::size_t{0});
-  transform_column<Radix, false, T>(pass, 0, butterfly_roots, rest);
-  for (std::size_t column = 1; column < pass.points / Radix; ++column) {
-    transform_column<Radix, true, Value>(pass, column, butterfly_roots, std::size_t{0});
+  const std::size_t rest = pass.stride - pass.stride % (sizeof(Value) / sizeof(T));
+  std::size_t column = 0;
+  if (pass.angles.first == 0) {
+    transform_column<Radix, false, Value>(pass, 0, butterfly_roots, 0);
+    transform_column<Radix, false, T>(pass, 0, butterfly_roots, rest);
+    ++column;
+  }
+  for (; column < pass.points / Radix; ++column) {
+    transform_column<Radix, true, Value>(pass, column, butterfly_roots, 0);
     transform_column<Radix, true, T>(pass, column, butterfly_roots, rest);
   }
 }
@@ -229,7 +247,7 @@ ORN_KERNEL inline std::size_t transform_single_columns(const pass_t<T>& pass, st
       for (std::size_t i = 0; i < width; ++i) {
         point_t<T> turned = {re[i], im[i]};
         if (c != 0) {
-          turned = turned * point(pass.roots[(column + i) * c * pass.root_step]);
+          turned = turned * pass.turn(column + i, c);
         }
         pass.out_re[Radix * (column + i) + c] = turned.re;
         pass.out_im[Radix * (column + i) + c] = turned.im;
@@ -283,16 +301,29 @@ void run(std::size_t radix, const pass_t<T>& pass) {
 /// `passed` being the other buffer.
 template <class T>
 void run_passes(std::span<const std::size_t> radices, std::size_t points, std::size_t stride,
-                const std::complex<T>* roots, std::size_t root_step, planes_t<T>& data,
-                planes_t<T>& passed) {
+                angles_t<T> angles, planes_t<T>& data, planes_t<T>& passed) {
   for (const std::size_t radix : radices) {
     run(radix, pass_t<T>{data.re.data(), data.im.data(), passed.re.data(), passed.im.data(), points,
-                         stride, roots, root_step});
+                         stride, angles});
     points /= radix;
     stride *= radix;
-    root_step *= radix;
+    angles = angles.after(radix);
     data.swap(passed);
   }
+}
+
+/// Copies `count` full units, which lie `from_pitch` and `to_pitch` apart.
+template <class T>
+void copy_units(const T* from, std::size_t from_pitch, T* to, std::size_t to_pitch,
+                std::size_t count) {
+  dispatch([=](auto on) ORN_KERNEL {
+    using value_t = vector_t<T, decltype(on)>;
+    for (std::size_t k = 0; k < count; ++k) {
+      for (std::size_t i = 0; i < full_unit<T>; i += sizeof(value_t) / sizeof(T)) {
+        store(load<value_t>(from + k * from_pitch + i), to + k * to_pitch + i);
+      }
+    }
+  });
 }
 
 /// Takes every factor `radix` out of `length` and returns what is left.
@@ -390,49 +421,88 @@ mixed_radix_dft_t<T>::mixed_radix_dft_t(std::size_t length)
 
 template <class T>
 void mixed_radix_dft_t<T>::forward(planes_t<T>& data, std::size_t lanes) {
-  // Beyond the cache a pass costs what it moves, so as soon as what is left of the transforms of
-  // one unit fits, they are finished unit by unit.
+  // Beyond the cache a pass costs what it moves. There passes are made in blocks: first several at
+  // once on the few points that they combine, then all that are left on each remaining transform.
   constexpr std::size_t cached = (std::size_t{1} << 18) / sizeof(T);  // per plane and buffer
+  constexpr std::size_t unit = full_unit<T>;
   passed_.resize(data.size());
-  std::size_t points = length();
-  std::size_t stride = lanes;
-  std::size_t first = 0;
-  const bool in_blocks = data.size() > 2 * cached;
-  while (first < radices_.size() &&
-         !(in_blocks && stride % full_unit<T> == 0 && points * full_unit<T> <= cached)) {
-    run_passes<T>(std::span(radices_).subspan(first, 1), points, stride, roots_.data(),
-                  stride / lanes, data, passed_);
-    points /= radices_[first];
-    stride *= radices_[first];
-    ++first;
-  }
-  if (first < radices_.size()) {
-    finish_in_blocks(first, stride, lanes, data);
+  state_t state{0, length(), lanes};
+  const bool in_blocks = data.size() > cached;
+  while (state.pass < radices_.size()) {
+    std::size_t passes = in_blocks ? 1 : radices_.size() - state.pass;
+    if (in_blocks && state.stride % unit == 0) {
+      if (state.points * unit <= cached) {
+        finish_in_blocks(state, lanes, data);
+        return;
+      }
+      std::size_t group = radices_[state.pass];
+      while (state.points / group * unit > cached && group < 64) {
+        group *= radices_[state.pass + passes++];
+      }
+    }
+    const auto radices = std::span(radices_).subspan(state.pass, passes);
+    const angles_t<T> angles{roots_.data(), length(), 0, state.stride / lanes};
+    if (in_blocks && passes > 1) {
+      pass_in_blocks(radices, state, angles.step, data);
+    } else {
+      run_passes<T>(radices, state.points, state.stride, angles, data, passed_);
+    }
+    for (const std::size_t radix : radices) {
+      state.points /= radix;
+      state.stride *= radix;
+    }
+    state.pass += passes;
   }
 }
 
-/// Runs the passes from `first_pass` on, `stride` transforms being left, a full unit at a time.
+/// Several passes over all the data, a full unit of the points that they combine at a time.
 template <class T>
-void mixed_radix_dft_t<T>::finish_in_blocks(std::size_t first_pass, std::size_t stride,
-                                            std::size_t lanes, planes_t<T>& data) {
-  const std::size_t points = data.size() / stride;
+void mixed_radix_dft_t<T>::pass_in_blocks(std::span<const std::size_t> radices,
+                                          const state_t& state, std::size_t angle_step,
+                                          planes_t<T>& data) {
+  constexpr std::size_t unit = full_unit<T>;
+  std::size_t combined = 1;
+  for (const std::size_t radix : radices) {
+    combined *= radix;
+  }
+  const std::size_t columns = state.points / combined;
+  block_.resize(combined * unit);
+  block_passed_.resize(combined * unit);
+  for (std::size_t column = 0; column < columns; ++column) {
+    for (std::size_t q = 0; q < state.stride; q += unit) {
+      const std::size_t from = q + state.stride * column;
+      copy_units(&data.re[from], state.stride * columns, block_.re.data(), unit, combined);
+      copy_units(&data.im[from], state.stride * columns, block_.im.data(), unit, combined);
+      run_passes<T>(radices, combined, unit,
+                    {roots_.data(), length(), column * angle_step, columns * angle_step}, block_,
+                    block_passed_);
+      const std::size_t to = q + state.stride * combined * column;
+      copy_units(block_.re.data(), unit, &passed_.re[to], state.stride, combined);
+      copy_units(block_.im.data(), unit, &passed_.im[to], state.stride, combined);
+    }
+  }
+  data.swap(passed_);
+}
+
+/// All passes that are left, a full unit of transforms at a time.
+template <class T>
+void mixed_radix_dft_t<T>::finish_in_blocks(const state_t& state, std::size_t lanes,
+                                            planes_t<T>& data) {
+  constexpr std::size_t unit = full_unit<T>;
+  const std::size_t points = state.points;
   scratch_t<std::complex<T>> roots(points);
   for (std::size_t k = 0; k < points; ++k) {
-    roots[k] = roots_[k * (stride / lanes)];
+    roots[k] = roots_[k * (state.stride / lanes)];
   }
-  block_.resize(points * full_unit<T>);
-  block_passed_.resize(points * full_unit<T>);
-  for (std::size_t first = 0; first < stride; first += full_unit<T>) {
-    for (std::size_t k = 0; k < points; ++k) {
-      std::copy_n(&data.re[first + stride * k], full_unit<T>, &block_.re[full_unit<T> * k]);
-      std::copy_n(&data.im[first + stride * k], full_unit<T>, &block_.im[full_unit<T> * k]);
-    }
-    run_passes<T>(std::span(radices_).subspan(first_pass), points, full_unit<T>, roots.data(), 1,
-                  block_, block_passed_);
-    for (std::size_t k = 0; k < points; ++k) {
-      std::copy_n(&block_.re[full_unit<T> * k], full_unit<T>, &data.re[first + stride * k]);
-      std::copy_n(&block_.im[full_unit<T> * k], full_unit<T>, &data.im[first + stride * k]);
-    }
+  block_.resize(points * unit);
+  block_passed_.resize(points * unit);
+  for (std::size_t q = 0; q < state.stride; q += unit) {
+    copy_units(&data.re[q], state.stride, block_.re.data(), unit, points);
+    copy_units(&data.im[q], state.stride, block_.im.data(), unit, points);
+    run_passes<T>(std::span(radices_).subspan(state.pass), points, unit,
+                  {roots.data(), points, 0, 1}, block_, block_passed_);
+    copy_units(block_.re.data(), unit, &data.re[q], state.stride, points);
+    copy_units(block_.im.data(), unit, &data.im[q], state.stride, points);
   }
 }
 
@@ -440,7 +510,7 @@ void mixed_radix_dft_t<T>::finish_in_blocks(std::size_t first_pass, std::size_t 
 // X[k] = c[k] sum over n of (x[n] c[n]) conj(c[k - n]): a convolution, made cyclic by zeros
 // (Bluestein, IEEE Trans. Audio Electroacoust. 18 (1970), 451).
 bluestein_dft_t::bluestein_dft_t(std::size_t length)
-    : dft_(smooth_length(2 * length - 1)), chirp_(length), kernel_(dft_.length()) {
+    : dft_(smooth_length(2 * length - 1)), chirp_(length) {
   std::uint64_t square = 0;  // k^2 modulo 2 N
   for (std::size_t k = 0; k <= length / 2; ++k) {
     chirp_[k] = root_of_unity(square, 2 * length);
@@ -451,20 +521,17 @@ bluestein_dft_t::bluestein_dft_t(std::size_t length)
     chirp_[k] = length % 2 == 0 ? chirp_[length - k] : -chirp_[length - k];
   }
 
-  const double scale = 1.0 / static_cast<double>(kernel_.size());
-  convolved_.resize(kernel_.size());
-  std::fill(convolved_.re.begin(), convolved_.re.end(), 0.0);
-  std::fill(convolved_.im.begin(), convolved_.im.end(), 0.0);
+  const double scale = 1.0 / static_cast<double>(dft_.length());
+  kernel_.resize(dft_.length());
+  std::fill(kernel_.re.begin(), kernel_.re.end(), 0.0);
+  std::fill(kernel_.im.begin(), kernel_.im.end(), 0.0);
   for (std::size_t k = 0; k < length; ++k) {
     const std::complex<double> weight = std::conj(chirp_[k]) * scale;
     const std::size_t mirrored = k == 0 ? 0 : kernel_.size() - k;
-    convolved_.re[k] = convolved_.re[mirrored] = weight.real();
-    convolved_.im[k] = convolved_.im[mirrored] = weight.imag();
+    kernel_.re[k] = kernel_.re[mirrored] = weight.real();
+    kernel_.im[k] = kernel_.im[mirrored] = weight.imag();
   }
-  dft_.forward(convolved_, 1);
-  for (std::size_t k = 0; k < kernel_.size(); ++k) {
-    kernel_[k] = {convolved_.re[k], convolved_.im[k]};
-  }
+  dft_.forward(kernel_, 1);
 }
 
 namespace {
@@ -492,11 +559,11 @@ void apply_chirp(plane_pointers_t<float> x, std::span<const std::complex<double>
 }
 
 /// y = conj(y c), the first half of an inverse transform.
-void multiply_and_conjugate(plane_pointers_t<double> y, std::span<const std::complex<double>> c,
-                            std::size_t lanes) {
+void multiply_and_conjugate(plane_pointers_t<double> y, plane_pointers_t<double> c,
+                            std::size_t count, std::size_t lanes) {
   dispatch([=](auto /*target*/) ORN_KERNEL {
-    for (std::size_t k = 0; k < c.size(); ++k) {
-      const point_t<double> factor = point(c[k]);
+    for (std::size_t k = 0; k < count; ++k) {
+      const point_t<double> factor{c.re[k], c.im[k]};
       for (std::size_t i = k * lanes; i < (k + 1) * lanes; ++i) {
         const auto z = conjugate(point_t<double>{y.re[i], y.im[i]} * factor);
         y.re[i] = z.re;
@@ -531,7 +598,8 @@ void bluestein_dft_t::forward(planes_t<float>& data, std::size_t lanes) {
   std::fill(convolved_.im.begin() + padding, convolved_.im.end(), 0.0);
   dft_.forward(convolved_, lanes);
   // The inverse transform is the forward one between two conjugations.
-  multiply_and_conjugate(plane_pointers_t(convolved_), kernel_, lanes);
+  multiply_and_conjugate(plane_pointers_t(convolved_), plane_pointers_t(kernel_), kernel_.size(),
+                         lanes);
   dft_.forward(convolved_, lanes);
   conjugate_and_apply_chirp(plane_pointers_t(convolved_), chirp_, lanes, plane_pointers_t(data));
 }

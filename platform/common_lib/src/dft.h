@@ -31,8 +31,15 @@ class mixed_radix_dft_t {
   void forward(planes_t<T>& data, std::size_t lanes);
 
  private:
-  void finish_in_blocks(std::size_t first_pass, std::size_t stride, std::size_t lanes,
-                        planes_t<T>& data);
+  /// How far a transform has come: `stride` interleaved transforms of `points` points are left.
+  struct state_t {
+    std::size_t pass;
+    std::size_t points;
+    std::size_t stride;
+  };
+  void pass_in_blocks(std::span<const std::size_t> radices, const state_t& state,
+                      std::size_t angle_step, planes_t<T>& data);
+  void finish_in_blocks(const state_t& state, std::size_t lanes, planes_t<T>& data);
 
   std::vector<std::size_t> radices_;  ///< one per pass; their product is the length
   scratch_t<std::complex<T>> roots_;  ///< exp(-2 pi i k / length), k = 0 ... length - 1
@@ -52,10 +59,10 @@ class bluestein_dft_t {
   void forward(planes_t<float>& data, std::size_t lanes);
 
  private:
-  mixed_radix_dft_t<double> dft_;           ///< of the padded length
-  scratch_t<std::complex<double>> chirp_;   ///< exp(-pi i k^2 / length)
-  scratch_t<std::complex<double>> kernel_;  ///< spectrum of the conjugate chirp, scaled
-  planes_t<double> convolved_;              ///< work buffer of the padded length
+  mixed_radix_dft_t<double> dft_;          ///< of the padded length
+  scratch_t<std::complex<double>> chirp_;  ///< exp(-pi i k^2 / length)
+  planes_t<double> kernel_;                ///< spectrum of the conjugate chirp, scaled
+  planes_t<double> convolved_;             ///< work buffer of the padded length
 };
 
 /// Forward DFT of any length on single-precision samples, unnormalised, with the tables and the

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "basefunc/bounded_avx512.h"
-#include "basefunc/literal.h"
+#include "basefunc/settle.h"
 #include "dispatch.h"
 
 #include <algorithm>
@@ -108,28 +108,6 @@ ORN_KERNEL inline void bound_log10_by_pairs(const block_t<float>& x, std::size_t
   }
 }
 
-/// The same in double precision, for machines that do not fuse: c = 1, |s| < 0.1716, the series cut
-/// after s^15, which leaves a relative error of 4e-14; rounding adds 1e-15.
-ORN_KERNEL inline void bound_log10_by_doubles(const block_t<float>& x, std::size_t count,
-                                              block_t<float>& lower, block_t<float>& upper) {
-  using k = log10_constants_t;
-  for (std::size_t i = 0; i < count; ++i) {
-    const auto bits = std::bit_cast<std::int32_t>(x[i]);
-    const std::int32_t n = (bits - 0x3f3504f3) >> 23;
-    const double f = std::bit_cast<float>(bits - (n << 23));
-    const double s = (f - 1.0) / (f + 1.0);
-    const double z = s * s;
-    const double series =
-        1.0 +
-        z * (1.0 / 3 +
-             z * (1.0 / 5 + z * (1.0 / 7 + z * (1.0 / 9 + z * (1.0 / 11 +
-                                                               z * (1.0 / 13 + z * (1.0 / 15)))))));
-    const double value = static_cast<double>(n) * k::two + k::scale * (s * series);
-    lower[i] = static_cast<float>(value * (1.0 - 0x1p-43));
-    upper[i] = static_cast<float>(value * (1.0 + 0x1p-43));
-  }
-}
-
 /// Bounds of log10 for `count` floats; where x is not a positive normal number the upper one is
 /// NaN.
 template <class On>
@@ -141,31 +119,23 @@ ORN_KERNEL inline void bound_log10(const block_t<float>& x, std::size_t count,
     bound_log10_by_doubles(x, count, lower, upper);
   }
   for (std::size_t i = 0; i < count; ++i) {
-    const auto bits = std::bit_cast<std::int32_t>(x[i]);
-    const bool normal = (bits >= 0x00800000) & (bits < 0x7f800000);
-    upper[i] = normal ? upper[i] : std::numeric_limits<float>::quiet_NaN();
+    upper[i] = is_positive_normal(x[i]) ? upper[i] : std::numeric_limits<float>::quiet_NaN();
   }
 }
 
-/// Puts literal(i) where the bounds have not settled the figure.
-template <class Literal>
-ORN_KERNEL inline void settle(block_t<float>& figure, const block_t<float>& upper,
-                              std::size_t count, Literal literal) {
-  int unsettled = 0;
+/// Where the bounds have not settled the figure.
+ORN_KERNEL inline void find_unsettled(const block_t<float>& lower, const block_t<float>& upper,
+                                      std::size_t count, unsettled_t& unsettled) {
+  int any = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    unsettled |= static_cast<int>(figure[i] != upper[i]);
+    any |= static_cast<int>(lower[i] != upper[i]);
   }
-  if (unsettled == 0) {
+  if (any == 0) {
     return;
   }
-  block_t<std::uint32_t> index;
-  std::size_t found = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    index[found] = static_cast<std::uint32_t>(i);
-    found += static_cast<std::size_t>(figure[i] != upper[i]);
-  }
-  for (std::size_t i = 0; i < found; ++i) {
-    figure[index[i]] = literal(index[i]);
+    unsettled.index[unsettled.count] = static_cast<std::uint32_t>(i);
+    unsettled.count += static_cast<std::size_t>(lower[i] != upper[i]);
   }
 }
 
@@ -182,8 +152,9 @@ ORN_KERNEL inline void magnitudes(const float* re, const float* im, std::size_t 
   if constexpr (On::fused) {
     alignas(64) block_t<float> upper;
     bound_magnitudes(re, im, count, out, upper);
-    settle(out, upper, count,
-           [=](std::size_t i) ORN_KERNEL { return literal_magnitude(re[i], im[i]); });
+    unsettled_t unsettled;
+    find_unsettled(out, upper, count, unsettled);
+    settle_magnitudes(re, im, unsettled, out);
   } else {
     for (std::size_t i = 0; i < count; ++i) {
       out[i] = literal_magnitude(re[i], im[i]);
@@ -202,7 +173,9 @@ ORN_KERNEL inline void log10s(const block_t<float>& x, std::size_t count, block_
 #endif
   alignas(64) block_t<float> upper;
   bound_log10<On>(x, count, out, upper);
-  settle(out, upper, count, [&x](std::size_t i) ORN_KERNEL { return literal_log10(x[i]); });
+  unsettled_t unsettled;
+  find_unsettled(out, upper, count, unsettled);
+  settle_log10s(x, unsettled, out);
 }
 
 }  // namespace orn::fmcw_demod_lib::kernels

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "basefunc/literal.h"
+#include "basefunc/settle.h"
 #include "dispatch.h"
 
 #if defined(__x86_64__)
@@ -26,22 +26,17 @@
 /// not: approximate reciprocal roots, the parts of a float, tables in registers, masks.
 namespace orn::fmcw_demod_lib::kernels {
 
-/// Which values of a block the bounds have not settled.
-struct unsettled_t {
-  std::array<std::uint16_t, block_length / 16> masks;
-
-  template <class Settle>
-  void for_each(Settle settle) const {
-    if (std::all_of(masks.begin(), masks.end(), [](std::uint16_t mask) { return mask == 0; })) {
-      return;
-    }
-    for (std::size_t k = 0; k < masks.size(); ++k) {
-      for (unsigned mask = masks[k]; mask != 0; mask &= mask - 1) {
-        settle(16 * k + static_cast<std::size_t>(std::countr_zero(mask)));
-      }
+/// Lists what the masks of sixteen values each mark.
+inline unsettled_t list_marked(const std::array<std::uint16_t, block_length / 16>& marks) {
+  unsettled_t unsettled;
+  for (std::size_t k = 0; k < marks.size(); ++k) {
+    for (unsigned mark = marks[k]; mark != 0; mark &= mark - 1) {
+      unsettled.index[unsettled.count++] =
+          static_cast<std::uint32_t>(16 * k) + static_cast<std::uint32_t>(std::countr_zero(mark));
     }
   }
-};
+  return unsettled;
+}
 
 /// |z| of `count` samples, at most a block, as bound_magnitudes has it. The root comes from the
 /// approximate reciprocal root y, good to 2^-14, by one step on both s y and y / 2 (Goldschmidt),
@@ -49,7 +44,7 @@ struct unsettled_t {
 ORN_TARGET_AVX512 inline void magnitudes_by_reciprocal_roots(const float* re, const float* im,
                                                              std::size_t count,
                                                              block_t<float>& out) noexcept {
-  unsettled_t unsettled{};
+  std::array<std::uint16_t, block_length / 16> marks{};
   const __m512 half = _mm512_set1_ps(0.5F);
   const __m512 slack_of_root = _mm512_set1_ps(0x1p-42F);
   const __m512 slack_of_underflow = _mm512_set1_ps(0x1p-72F);
@@ -78,10 +73,10 @@ ORN_TARGET_AVX512 inline void magnitudes_by_reciprocal_roots(const float* re, co
     const __m512 lower = _mm512_add_ps(root, _mm512_sub_ps(step, slack));
     const __m512 upper = _mm512_add_ps(root, _mm512_add_ps(step, slack));
     _mm512_storeu_ps(&out[i], lower);
-    unsettled.masks[i / 16] =
+    marks[i / 16] =
         static_cast<std::uint16_t>(lanes & _mm512_cmp_ps_mask(lower, upper, _CMP_NEQ_UQ));
   }
-  unsettled.for_each([&](std::size_t at) { out[at] = literal_magnitude(re[at], im[at]); });
+  settle_magnitudes(re, im, list_marked(marks), out);
 }
 
 /// Sixteen parts of [3/4, 3/2), by the four highest bits of the fraction, each with a centre: 256
@@ -126,7 +121,7 @@ struct log10_table_t {
 /// and cut after r^8, which leaves 7e-13 at 1/16; adding up costs at most 2^-36.
 ORN_TARGET_AVX512 inline void log10s_by_table(const block_t<float>& x, std::size_t count,
                                               block_t<float>& out) noexcept {
-  unsettled_t unsettled{};
+  std::array<std::uint16_t, block_length / 16> marks{};
   constexpr double k = 0.43429448190325182765;  // 1 / ln 10
   constexpr auto k_high = static_cast<float>(k);
   using constants = log10_constants_t;
@@ -181,11 +176,11 @@ ORN_TARGET_AVX512 inline void log10s_by_table(const block_t<float>& x, std::size
     const __m512 lower = _mm512_add_ps(sum, _mm512_sub_ps(rest, slack));
     const __m512 upper = _mm512_add_ps(sum, _mm512_add_ps(rest, slack));
     _mm512_storeu_ps(&out[i], lower);
-    unsettled.masks[i / 16] = static_cast<std::uint16_t>(
+    marks[i / 16] = static_cast<std::uint16_t>(
         lanes & (_mm512_cmp_ps_mask(lower, upper, _CMP_NEQ_UQ) |
                  _mm512_fpclass_ps_mask(value, all_but_positive_normal)));
   }
-  unsettled.for_each([&](std::size_t at) { out[at] = literal_log10(x[at]); });
+  settle_log10s(x, list_marked(marks), out);
 }
 
 }  // namespace orn::fmcw_demod_lib::kernels

@@ -3,8 +3,10 @@
 #include "dispatch.h"
 
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 
 /// The figures that bounded.h computes by bounds, as they are defined, and what its forms share.
 namespace orn::fmcw_demod_lib::kernels {
@@ -19,6 +21,11 @@ ORN_KERNEL inline float literal_magnitude(float re, float im) noexcept {
 /// The definition: the double logarithm of a float, rounded once.
 inline float literal_log10(float x) noexcept {
   return static_cast<float>(std::log10(static_cast<double>(x)));
+}
+
+ORN_KERNEL inline bool is_positive_normal(float x) noexcept {
+  const auto bits = std::bit_cast<std::int32_t>(x);
+  return (bits >= 0x00800000) & (bits < 0x7f800000);
 }
 
 /// Values that are worked on together: their intermediate results stay in the first-level cache.

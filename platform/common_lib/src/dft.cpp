@@ -191,7 +191,7 @@ ORN_KERNEL inline void transform_column(const pass_t<T>& pass, std::size_t colum
   for (std::size_t c = 1; c < Radix; ++c) {
     turns[c] = pass.turn(column, c);
   }
-  constexpr std::size_t width = sizeof(Value) / sizeof(T);
+  constexpr std::size_t width = width_of<Value, T>;
   for (; q + width <= pass.stride; q += width) {
     std::array<point_t<Value>, Radix> a;
 #pragma GCC unroll 16
@@ -212,7 +212,7 @@ ORN_KERNEL inline void transform_column(const pass_t<T>& pass, std::size_t colum
 template <std::size_t Radix, class Value, class T>
 ORN_KERNEL inline void transform_columns(const pass_t<T>& pass) {
   const auto butterfly_roots = pass.template butterfly_roots<Radix>();
-  const std::size_t rest = pass.stride - pass.stride % (sizeof(Value) / sizeof(T));
+  const std::size_t rest = pass.stride - pass.stride % width_of<Value, T>;
   std::size_t column = 0;
   if (pass.angles.first == 0) {
     transform_column<Radix, false, Value>(pass, 0, butterfly_roots, 0);
@@ -230,7 +230,7 @@ template <std::size_t Radix, class Value, class T>
 ORN_KERNEL inline std::size_t transform_single_columns(const pass_t<T>& pass, std::size_t column) {
   const auto butterfly_roots = pass.template butterfly_roots<Radix>();
   const std::size_t row = pass.points / Radix;
-  constexpr std::size_t width = sizeof(Value) / sizeof(T);
+  constexpr std::size_t width = width_of<Value, T>;
   for (; column + width <= row; column += width) {
     std::array<point_t<Value>, Radix> a;
 #pragma GCC unroll 16
@@ -319,7 +319,7 @@ void copy_units(const T* from, std::size_t from_pitch, T* to, std::size_t to_pit
   dispatch([=](auto on) ORN_KERNEL {
     using value_t = vector_t<T, decltype(on)>;
     for (std::size_t k = 0; k < count; ++k) {
-      for (std::size_t i = 0; i < full_unit<T>; i += sizeof(value_t) / sizeof(T)) {
+      for (std::size_t i = 0; i < full_unit<T>; i += width_of<value_t, T>) {
         store(load<value_t>(from + k * from_pitch + i), to + k * to_pitch + i);
       }
     }

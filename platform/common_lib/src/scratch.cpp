@@ -9,15 +9,14 @@
 
 namespace orn::common_lib {
 
-void advise_huge_pages([[maybe_unused]] const void* block,
-                       [[maybe_unused]] std::size_t bytes) noexcept {
+void advise_huge_pages([[maybe_unused]] void* block, [[maybe_unused]] std::size_t bytes) noexcept {
 #if defined(__linux__)
   constexpr std::uintptr_t huge_page = std::uintptr_t{1} << 21;
-  const auto begin = reinterpret_cast<std::uintptr_t>(block);
-  const std::uintptr_t first = (begin + huge_page - 1) & ~(huge_page - 1);
-  const std::uintptr_t last = (begin + bytes) & ~(huge_page - 1);
-  if (first < last) {
-    madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+  // Advice is for whole pages: up to the next one's start are so many bytes.
+  const std::size_t lead = -reinterpret_cast<std::uintptr_t>(block) % huge_page;
+  if (lead < bytes && bytes - lead >= huge_page) {
+    const std::size_t whole = (bytes - lead) / huge_page * huge_page;
+    madvise(static_cast<char*>(block) + lead, whole, MADV_HUGEPAGE);
   }
 #endif
 }

@@ -11,7 +11,7 @@ namespace orn::common_lib {
 /// Asks the system to back the whole huge pages inside a block of memory by huge pages, for that is
 /// what makes touching fresh memory cheap. Advice: nothing depends on its success. Blocks below a
 /// few megabytes are left alone.
-void advise_huge_pages(const void* block, std::size_t bytes) noexcept;
+void advise_huge_pages(void* block, std::size_t bytes) noexcept;
 
 /// Has the heap grow on huge pages for allocations to come, which are small, many and `bytes` in
 /// all. Advice as well, and for the C library's own allocator only.

@@ -17,6 +17,20 @@ struct vector_of_t {
 template <class T, class On>
 using vector_t = typename vector_of_t<T, On::register_bytes>::type;
 
+/// Numbers of type T in a value, which is a register full of them or one.
+template <class Value, class T>
+constexpr std::size_t width_of = sizeof(Value) / sizeof(T);
+template <class T>
+constexpr std::size_t width_of<T, T> = 1;
+
+/// Conjunction and disjunction without a branch, which would keep a loop from being vectorised.
+ORN_KERNEL constexpr bool both(bool a, bool b) noexcept {
+  return (static_cast<unsigned>(a) & static_cast<unsigned>(b)) != 0;
+}
+ORN_KERNEL constexpr bool either(bool a, bool b) noexcept {
+  return (static_cast<unsigned>(a) | static_cast<unsigned>(b)) != 0;
+}
+
 template <class Value, class T>
 ORN_KERNEL inline Value load(const T* from) {
   Value value;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "dispatch.h"
+#include "vector.h"
 
 #include <bit>
 #include <cmath>
@@ -16,13 +17,15 @@ namespace orn::fmcw_demod_lib::kernels {
 /// Functions, 1980, chapter 11). Written out, for the platform's atan2f is free to round
 /// differently, and without branches, so that loops over it are vectorised.
 ORN_KERNEL inline float arctangent(float y, float x) noexcept {
+  using common_lib::both;
+  using common_lib::either;
   const float ay = std::fabs(y);
   const float ax = std::fabs(x);
   constexpr float infinity = std::numeric_limits<float>::infinity();
   const bool left = std::bit_cast<std::int32_t>(x) < 0;  // a negative zero is left as well
-  const bool origin = (ax == 0.0F) & (ay == 0.0F);
-  const bool diagonal = (ax == infinity) & (ay == infinity);
-  const bool vertical = ((ax == 0.0F) & (ay > 0.0F)) | ((ax < infinity) & (ay == infinity));
+  const bool origin = both(ax == 0.0F, ay == 0.0F);
+  const bool diagonal = both(ax == infinity, ay == infinity);
+  const bool vertical = either(both(ax == 0.0F, ay > 0.0F), both(ax < infinity, ay == infinity));
   float t = ay / ax;
   t = origin ? 0.0F : t;
   t = diagonal ? 1.0F : t;
@@ -79,9 +82,9 @@ ORN_KERNEL inline float arctangent(float y, float x) noexcept {
   constexpr float pi = 3.1415927410e+00F;
   constexpr float pi_error = -8.7422776573e-08F;
   angle = steepness > 60 ? half_pi : angle;
-  angle = left & (steepness < -60) ? 0.0F : angle;
+  angle = both(left, steepness < -60) ? 0.0F : angle;
   angle = left ? pi - (angle - pi_error) : angle;
-  angle = left & diagonal ? 2.3561945e+00F : angle;
+  angle = both(left, diagonal) ? 2.3561945e+00F : angle;
   angle = vertical ? half_pi : angle;
   angle = t == t ? angle : t;  // a NaN
   return std::copysign(angle, y);

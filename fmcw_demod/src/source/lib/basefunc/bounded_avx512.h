@@ -83,35 +83,29 @@ ORN_TARGET_AVX512 inline void magnitudes_by_reciprocal_roots(const float* re, co
 /// over a whole number, near the part's middle. Around 1 it is 1, so that logarithms near 0 are as
 /// good relatively as elsewhere.
 struct log10_table_t {
-  using entries_t = std::array<float, 16>;
-  static constexpr std::array<double, 16> logarithm = {
+  alignas(64) std::array<float, 16> reciprocal;
+  alignas(64) std::array<float, 16> high;  ///< parts of the centre's logarithm
+  alignas(64) std::array<float, 16> low;
+};
+
+constexpr log10_table_t make_log10_table() {
+  constexpr std::array<int, 16> of_256 = {256, 234, 221, 210, 200, 191, 182, 174,
+                                          334, 321, 309, 298, 287, 278, 269, 256};
+  constexpr std::array<double, 16> logarithm = {
       0.00000000000000000000,  0.03902410790170672270,  0.06384769162673886396,
       0.08602067057793029370,  0.10720996964786836650,  0.12720659806412202407,
       0.14816857732677476658,  0.16769071702924984187,  -0.11550650149971491349,
       -0.09826506709302251642, -0.08171851411298508076, -0.06597629876440567176,
       -0.04964193142214276351, -0.03580483060622671396, -0.02151231469055841838,
       0.00000000000000000000};
-
-  template <class Entry>
-  static constexpr entries_t entries(Entry entry) {
-    entries_t result{};
-    for (std::size_t i = 0; i < result.size(); ++i) {
-      result[i] = entry(i);
-    }
-    return result;
+  log10_table_t table{};
+  for (std::size_t i = 0; i < of_256.size(); ++i) {
+    table.reciprocal[i] = static_cast<float>(of_256[i]) / 256.0F;
+    table.high[i] = log10_constants_t::high(logarithm[i]);
+    table.low[i] = log10_constants_t::low(logarithm[i]);
   }
-
-  alignas(64) entries_t reciprocal = {256 / 256.0F, 234 / 256.0F, 221 / 256.0F, 210 / 256.0F,
-                                      200 / 256.0F, 191 / 256.0F, 182 / 256.0F, 174 / 256.0F,
-                                      334 / 256.0F, 321 / 256.0F, 309 / 256.0F, 298 / 256.0F,
-                                      287 / 256.0F, 278 / 256.0F, 269 / 256.0F, 256 / 256.0F};
-  alignas(64) entries_t high = entries([](std::size_t i) {
-    return log10_constants_t::high(logarithm[i]);
-  });
-  alignas(64) entries_t low = entries([](std::size_t i) {
-    return log10_constants_t::low(logarithm[i]);
-  });
-};
+  return table;
+}
 
 /// log10 of `count` floats, at most a block. A table of centres makes the series short; looking
 /// it up is a permutation of a register, which no loop expresses.
@@ -125,7 +119,7 @@ ORN_TARGET_AVX512 inline void log10s_by_table(const block_t<float>& x, std::size
   constexpr double k = 0.43429448190325182765;  // 1 / ln 10
   constexpr auto k_high = static_cast<float>(k);
   using constants = log10_constants_t;
-  static constexpr log10_table_t table;
+  static constexpr log10_table_t table = make_log10_table();
   const __m512 reciprocals = _mm512_load_ps(table.reciprocal.data());
   const __m512 highs = _mm512_load_ps(table.high.data());
   const __m512 lows = _mm512_load_ps(table.low.data());

@@ -16,6 +16,7 @@
 namespace orn::fmcw_demod_lib::kernels {
 namespace {
 
+using common_lib::both;
 using common_lib::dispatch;
 
 constexpr double pi = std::numbers::pi;
@@ -642,7 +643,7 @@ namespace {
 template <class Value, std::size_t Vectors, class T, class Out>
 ORN_KERNEL inline std::size_t convolve_run(std::span<const T> signal, std::span<const T> kernel,
                                            std::span<Out> out, std::size_t first) {
-  constexpr std::size_t width = sizeof(Value) / sizeof(T);
+  constexpr std::size_t width = common_lib::width_of<Value, T>;
   constexpr std::size_t run = Vectors * width;
   const std::size_t half = kernel.size() / 2;
   for (; first + run <= out.size(); first += run) {
@@ -726,8 +727,9 @@ bool any_sign_change(std::span<const T> trace, T clearly) noexcept {
   dispatch([=, &result](auto /*on*/) ORN_KERNEL {
     int any = 0;
     for (std::size_t i = 1; i < trace.size(); ++i) {
-      any |= static_cast<int>((trace[i] * trace[i - 1] < 0) & (std::abs(trace[i]) > clearly) &
-                              (std::abs(trace[i - 1]) > clearly));
+      any |= static_cast<int>(
+          both(trace[i] * trace[i - 1] < 0,
+               both(std::abs(trace[i]) > clearly, std::abs(trace[i - 1]) > clearly)));
     }
     result = any != 0;
   });
@@ -748,7 +750,7 @@ float select_in_place(std::span<float> values, std::size_t rank) noexcept {
 /// values: six standard deviations of its rank in the sample apart.
 std::pair<float, float> bracket(std::span<const float> values, std::size_t rank) noexcept {
   std::array<float, 256> sample;
-  constexpr std::size_t half_width = 3 * 8;  // a rank near the middle deviates by sqrt(256 / 4)
+  constexpr std::size_t half_width = 24;  // a rank near the middle deviates by sqrt(256 / 4)
   for (std::size_t i = 0; i < sample.size(); ++i) {
     sample[i] = values[i * values.size() / sample.size()];
   }
@@ -773,7 +775,7 @@ float select_rank(std::span<const float> values, std::size_t rank,
     for (const float value : candidates) {
       buffer[between] = value;
       below += static_cast<std::size_t>(value < low);
-      between += static_cast<std::size_t>((value >= low) & (value <= high));
+      between += static_cast<std::size_t>(both(value >= low, value <= high));
     }
     if (rank < below || rank >= below + between || between == candidates.size()) {
       // A rare sample, NaNs, or values that are mostly equal.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "dispatch.h"
+#include "vector.h"
 
 #include <array>
 #include <bit>
@@ -25,7 +26,7 @@ inline float literal_log10(float x) noexcept {
 
 ORN_KERNEL inline bool is_positive_normal(float x) noexcept {
   const auto bits = std::bit_cast<std::int32_t>(x);
-  return (bits >= 0x00800000) & (bits < 0x7f800000);
+  return common_lib::both(bits >= 0x00800000, bits < 0x7f800000);
 }
 
 /// Values that are worked on together: their intermediate results stay in the first-level cache.

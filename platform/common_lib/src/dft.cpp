@@ -111,21 +111,17 @@ ORN_KERNEL inline void butterfly(std::array<point_t<Value>, Radix>& a,
     constexpr std::size_t pairs = (Radix - 1) / 2;
     std::array<point_t<Value>, pairs> sum;
     std::array<point_t<Value>, pairs> difference;
-#pragma GCC unroll 8
     for (std::size_t j = 0; j < pairs; ++j) {
       sum[j] = a[j + 1] + a[Radix - 1 - j];
       difference[j] = times_minus_i(a[j + 1] - a[Radix - 1 - j]);
     }
     const point_t<Value> first = a[0];
-#pragma GCC unroll 8
     for (std::size_t j = 0; j < pairs; ++j) {
       a[0] = a[0] + sum[j];
     }
-#pragma GCC unroll 8
     for (std::size_t k = 1; k <= pairs; ++k) {
       point_t<Value> even = first;
       point_t<Value> odd = {};
-#pragma GCC unroll 8
       for (std::size_t j = 0; j < pairs; ++j) {
         const point_t<T> root = roots[k * (j + 1) % Radix];
         even = even + scaled(sum[j], root.re);
@@ -194,12 +190,10 @@ ORN_KERNEL inline void transform_column(const pass_t<T>& pass, std::size_t colum
   constexpr std::size_t width = width_of<Value, T>;
   for (; q + width <= pass.stride; q += width) {
     std::array<point_t<Value>, Radix> a;
-#pragma GCC unroll 16
     for (std::size_t r = 0; r < Radix; ++r) {
       a[r] = {load<Value>(in_re + q + row * r), load<Value>(in_im + q + row * r)};
     }
     butterfly<Radix, Value, T>(a, butterfly_roots);
-#pragma GCC unroll 16
     for (std::size_t c = 0; c < Radix; ++c) {
       // Column 0 turns by nothing: multiplying by 1 + 0i would let one infinity spoil a bin twice.
       const point_t<Value> turned = Turned && c != 0 ? a[c] * turns[c] : a[c];
@@ -209,20 +203,20 @@ ORN_KERNEL inline void transform_column(const pass_t<T>& pass, std::size_t colum
   }
 }
 
+/// All columns of a pass, from transform `q` on as far as whole values go. Returns the first
+/// transform that is left.
 template <std::size_t Radix, class Value, class T>
-ORN_KERNEL inline void transform_columns(const pass_t<T>& pass) {
+ORN_KERNEL inline std::size_t transform_columns(const pass_t<T>& pass, std::size_t q) {
   const auto butterfly_roots = pass.template butterfly_roots<Radix>();
-  const std::size_t rest = pass.stride - pass.stride % width_of<Value, T>;
   std::size_t column = 0;
   if (pass.angles.first == 0) {
-    transform_column<Radix, false, Value>(pass, 0, butterfly_roots, 0);
-    transform_column<Radix, false, T>(pass, 0, butterfly_roots, rest);
+    transform_column<Radix, false, Value>(pass, 0, butterfly_roots, q);
     ++column;
   }
   for (; column < pass.points / Radix; ++column) {
-    transform_column<Radix, true, Value>(pass, column, butterfly_roots, 0);
-    transform_column<Radix, true, T>(pass, column, butterfly_roots, rest);
+    transform_column<Radix, true, Value>(pass, column, butterfly_roots, q);
   }
+  return pass.stride - (pass.stride - q) % width_of<Value, T>;
 }
 
 /// The first pass of a single series, whose columns hold one element each and go side by side.
@@ -233,7 +227,6 @@ ORN_KERNEL inline std::size_t transform_single_columns(const pass_t<T>& pass, st
   constexpr std::size_t width = width_of<Value, T>;
   for (; column + width <= row; column += width) {
     std::array<point_t<Value>, Radix> a;
-#pragma GCC unroll 16
     for (std::size_t r = 0; r < Radix; ++r) {
       a[r] = {load<Value>(pass.in_re + column + row * r),
               load<Value>(pass.in_im + column + row * r)};
@@ -263,16 +256,22 @@ constexpr std::size_t full_unit = 64 / sizeof(T);
 
 template <std::size_t Radix, class T>
 void run(const pass_t<T>& pass) {
-  dispatch([pass](auto on) ORN_KERNEL {
-    using value_t = vector_t<T, decltype(on)>;
-    if (pass.stride != 1) {
-      transform_columns<Radix, value_t>(pass);
-      return;
-    }
+  // What does not fill a register is done once for all targets.
+  std::size_t rest = 0;
+  if (pass.stride == 1) {
     transform_column<Radix, false, T>(pass, 0, pass.template butterfly_roots<Radix>(), 0);
-    const std::size_t rest = transform_single_columns<Radix, value_t>(pass, 1);
+    dispatch([pass, &rest](auto on) ORN_KERNEL {
+      rest = transform_single_columns<Radix, vector_t<T, decltype(on)>>(pass, 1);
+    });
     transform_single_columns<Radix, T>(pass, rest);
-  });
+  } else {
+    dispatch([pass, &rest](auto on) ORN_KERNEL {
+      rest = transform_columns<Radix, vector_t<T, decltype(on)>>(pass, 0);
+    });
+    if (rest < pass.stride) {
+      transform_columns<Radix, T>(pass, rest);
+    }
+  }
 }
 
 template <class T>

@@ -19,9 +19,9 @@ using vector_t = typename vector_of_t<T, On::register_bytes>::type;
 
 /// Numbers of type T in a value, which is a register full of them or one.
 template <class Value, class T>
-constexpr std::size_t width_of = sizeof(Value) / sizeof(T);
+inline constexpr std::size_t width_of = sizeof(Value) / sizeof(T);
 template <class T>
-constexpr std::size_t width_of<T, T> = 1;
+inline constexpr std::size_t width_of<T, T> = 1;
 
 /// Conjunction and disjunction without a branch, which would keep a loop from being vectorised.
 ORN_KERNEL constexpr bool both(bool a, bool b) noexcept {

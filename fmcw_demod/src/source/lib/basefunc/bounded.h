@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -65,9 +64,7 @@ ORN_KERNEL inline void bound_log10_by_pairs(const block_t<float>& x, std::size_t
   alignas(64) block_t<float> quotient_error;
   alignas(64) block_t<float> centre;
   for (std::size_t i = 0; i < count; ++i) {
-    const auto bits = std::bit_cast<std::int32_t>(x[i]);
-    const std::int32_t n = (bits - 0x3f3504f3) >> 23;
-    const auto f = std::bit_cast<float>(bits - (n << 23));
+    const auto [n, f] = split(x[i]);
     const float c = f > 1.0F ? 1.1875F : 0.84375F;
     const float sum = f + c;
     const float sum_error = f - (sum - c);

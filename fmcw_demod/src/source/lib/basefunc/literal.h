@@ -24,6 +24,19 @@ inline float literal_log10(float x) noexcept {
   return static_cast<float>(std::log10(static_cast<double>(x)));
 }
 
+/// x = 2^exponent * fraction with the fraction in [sqrt(1/2), sqrt(2)), for positive normal
+/// numbers; for others numbers without meaning.
+struct split_t {
+  std::int32_t exponent;
+  float fraction;
+};
+ORN_KERNEL inline split_t split(float x) noexcept {
+  constexpr std::uint32_t root_of_half = 0x3f3504f3;
+  const auto bits = std::bit_cast<std::uint32_t>(x);
+  const std::int32_t exponent = static_cast<std::int32_t>(bits - root_of_half) >> 23;
+  return {exponent, std::bit_cast<float>(bits - (static_cast<std::uint32_t>(exponent) << 23U))};
+}
+
 ORN_KERNEL inline bool is_positive_normal(float x) noexcept {
   const auto bits = std::bit_cast<std::int32_t>(x);
   return common_lib::both(bits >= 0x00800000, bits < 0x7f800000);

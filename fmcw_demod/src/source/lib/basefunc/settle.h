@@ -4,7 +4,6 @@
 #include "dispatch.h"
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -33,9 +32,9 @@ ORN_KERNEL inline void bound_log10_by_doubles(const block_t<float>& x, std::size
                                               block_t<float>& lower, block_t<float>& upper) {
   using k = log10_constants_t;
   for (std::size_t i = 0; i < count; ++i) {
-    const auto bits = std::bit_cast<std::int32_t>(x[i]);
-    const std::int32_t n = (bits - 0x3f3504f3) >> 23;
-    const double f = std::bit_cast<float>(bits - (n << 23));
+    const split_t parts = split(x[i]);
+    const double n = parts.exponent;
+    const double f = parts.fraction;
     const double s = (f - 1.0) / (f + 1.0);
     const double z = s * s;
     const double series =
@@ -43,7 +42,7 @@ ORN_KERNEL inline void bound_log10_by_doubles(const block_t<float>& x, std::size
         z * (1.0 / 3 +
              z * (1.0 / 5 + z * (1.0 / 7 + z * (1.0 / 9 + z * (1.0 / 11 +
                                                                z * (1.0 / 13 + z * (1.0 / 15)))))));
-    const double value = static_cast<double>(n) * k::two + k::scale * (s * series);
+    const double value = n * k::two + k::scale * (s * series);
     lower[i] = static_cast<float>(value * (1.0 - 0x1p-43));
     upper[i] = static_cast<float>(value * (1.0 + 0x1p-43));
   }

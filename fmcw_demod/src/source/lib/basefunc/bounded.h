@@ -48,8 +48,8 @@ ORN_KERNEL inline void bound_magnitudes(const float* re, const float* im, std::s
   }
 }
 
-/// Bounds of log10 for `count` floats, at most a block, by fused multiply-adds on pairs of floats.
-/// Where x is not a positive normal number the upper bound is NaN.
+/// Bounds of log10 for `count` positive normal floats, at most a block, by fused multiply-adds on
+/// pairs of floats.
 ///
 /// x = 2^n f with f in [sqrt(1/2), sqrt(2)), and with c one of two centres of that interval
 /// log10(f) = log10(c) + (2 / ln 10) (s + s^3 / 3 + s^5 / 5 + ...), s = (f - c) / (f + c), |s| <

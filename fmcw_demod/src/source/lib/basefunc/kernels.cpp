@@ -52,6 +52,17 @@ ORN_KERNEL inline void squared_magnitudes(const sample_t* samples, std::size_t c
   }
 }
 
+/// out[i] = factor * log10(x[i]) for `count` values, at most a block.
+template <class On>
+ORN_KERNEL inline void levels(float factor, const block_t<float>& x, std::size_t count,
+                              float* out) {
+  alignas(64) block_t<float> logarithm;
+  log10s<On>(x, count, logarithm);
+  for (std::size_t i = 0; i < count; ++i) {
+    out[i] = factor * logarithm[i];
+  }
+}
+
 ORN_KERNEL inline double added(const block_t<float>& values, std::size_t count, double sum) {
   for (std::size_t i = 0; i < count; ++i) {
     sum += values[i];
@@ -83,16 +94,12 @@ double power_levels(std::span<const sample_t> samples, float impedance,
     double running = 0.0;
     for_each_block(samples.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> power;
-      alignas(64) block_t<float> level;
       squared_magnitudes<decltype(on)>(&samples[first], count, power);
       running = added(power, count, running);
       for (std::size_t i = 0; i < count; ++i) {
         power[i] = power[i] / impedance * 1000.0F + 1e-12F;
       }
-      log10s<decltype(on)>(power, count, level);
-      for (std::size_t i = 0; i < count; ++i) {
-        out[first + i] = 10.0F * level[i];
-      }
+      levels<decltype(on)>(10.0F, power, count, &out[first]);
     });
     sum = running;
   });
@@ -469,15 +476,11 @@ void spectral_levels(std::span<const float> re, std::span<const float> im,
   dispatch([=](auto on) ORN_KERNEL {
     for_each_block(out.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> magnitude;
-      alignas(64) block_t<float> level;
       magnitudes<decltype(on)>(&re[first], &im[first], count, magnitude);
       for (std::size_t i = 0; i < count; ++i) {
         magnitude[i] += 1e-12F;
       }
-      log10s<decltype(on)>(magnitude, count, level);
-      for (std::size_t i = 0; i < count; ++i) {
-        out[first + i] = 20.0F * level[i];
-      }
+      levels<decltype(on)>(20.0F, magnitude, count, &out[first]);
     });
   });
 }
@@ -489,7 +492,6 @@ double bin_powers(std::span<const float> re, std::span<const float> im, float po
     double running = sum;
     for_each_block(out.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> power;
-      alignas(64) block_t<float> level;
       magnitudes<decltype(on)>(&re[first], &im[first], count, power);
       for (std::size_t i = 0; i < count; ++i) {
         const float amplitude = power[i] / points;
@@ -504,10 +506,7 @@ double bin_powers(std::span<const float> re, std::span<const float> im, float po
       for (std::size_t i = 0; i < count; ++i) {
         power[i] *= 1000.0F;
       }
-      log10s<decltype(on)>(power, count, level);
-      for (std::size_t i = 0; i < count; ++i) {
-        out[first + i] = 10.0F * level[i];
-      }
+      levels<decltype(on)>(10.0F, power, count, &out[first]);
     });
     result = running;
   });

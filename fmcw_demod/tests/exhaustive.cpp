@@ -72,8 +72,9 @@ bool check_logarithms(std::uint64_t stride) {
       value = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
       bits += stride;
     }
-    common_lib::dispatch([&x, &logarithm](auto on)
-                             ORN_KERNEL { log10s<decltype(on)>(x, block_length, logarithm); });
+    common_lib::dispatch([&x, &logarithm](auto on) ORN_KERNEL {
+      levels<decltype(on)>(1.0F, x, block_length, logarithm.data());
+    });
     for (std::size_t i = 0; i < block_length; ++i) {
       outcome.count(logarithm[i], literal_log10(x[i]), x[i], 0.0F);
     }
@@ -117,7 +118,7 @@ bool check_pairs(std::uint64_t pairs) {
       im[i] = random.next(values / block_length);
     }
     common_lib::dispatch([&](auto on) ORN_KERNEL {
-      magnitudes<decltype(on)>(re.data(), im.data(), block_length, magnitudes_of);
+      magnitudes<decltype(on)>(re.data(), im.data(), block_length, 0.0F, magnitudes_of);
       for (std::size_t i = 0; i < block_length; ++i) {
         angles[i] = arctangent(im[i], re[i]);
       }

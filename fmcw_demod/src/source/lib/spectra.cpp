@@ -49,12 +49,12 @@ class segment_spectra_t {
   /// index has in neighbouring segments are neighbours then.
   void load(std::size_t first, std::size_t count) {
     const auto samples = samples_.subspan(first * hop_, (count - 1) * hop_ + window_.size());
-    std::size_t column = 0;
-    for (std::size_t i = 0; i < samples.size(); ++column) {
-      const std::size_t end = std::min(i + hop_, samples.size());
-      for (std::size_t at = column; i < end; ++i, at += pitch_) {
-        phases_.re[at] = samples[i].real();
-        phases_.im[at] = samples[i].imag();
+    for (std::size_t phase = 0; phase < hop_; ++phase) {
+      float* re = &phases_.re[phase * pitch_];
+      float* im = &phases_.im[phase * pitch_];
+      for (std::size_t i = phase; i < samples.size(); i += hop_) {
+        *re++ = samples[i].real();
+        *im++ = samples[i].imag();
       }
     }
   }

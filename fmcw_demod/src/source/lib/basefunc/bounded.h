@@ -136,43 +136,52 @@ ORN_KERNEL inline void find_unsettled(const block_t<float>& lower, const block_t
   }
 }
 
-/// |z| of `count` samples, at most a block; re and im are their parts.
+/// |z| + offset of `count` samples, at most a block; re and im are their parts.
 template <class On>
-ORN_KERNEL inline void magnitudes(const float* re, const float* im, std::size_t count,
+ORN_KERNEL inline void magnitudes(const float* re, const float* im, std::size_t count, float offset,
                                   block_t<float>& out) {
 #if defined(__x86_64__)
   if constexpr (On::target == common_lib::target_t::avx512) {
-    magnitudes_by_reciprocal_roots(re, im, count, out);
+    magnitudes_by_reciprocal_roots(re, im, count, offset, out);
     return;
   }
 #endif
   if constexpr (On::fused) {
+    alignas(64) block_t<float> lower;
     alignas(64) block_t<float> upper;
-    bound_magnitudes(re, im, count, out, upper);
+    bound_magnitudes(re, im, count, lower, upper);
     unsettled_t unsettled;
-    find_unsettled(out, upper, count, unsettled);
-    settle_magnitudes(re, im, unsettled, out);
+    find_unsettled(lower, upper, count, unsettled);
+    for (std::size_t i = 0; i < count; ++i) {
+      out[i] = lower[i] + offset;
+    }
+    settle_magnitudes(re, im, unsettled, offset, out);
   } else {
     for (std::size_t i = 0; i < count; ++i) {
-      out[i] = literal_magnitude(re[i], im[i]);
+      out[i] = literal_magnitude(re[i], im[i]) + offset;
     }
   }
 }
 
-/// log10 of `count` floats, at most a block.
+/// factor log10(x) of `count` floats, at most a block.
 template <class On>
-ORN_KERNEL inline void log10s(const block_t<float>& x, std::size_t count, block_t<float>& out) {
+ORN_KERNEL inline void levels(float factor, const block_t<float>& x, std::size_t count,
+                              float* out) {
 #if defined(__x86_64__)
   if constexpr (On::target == common_lib::target_t::avx512) {
-    log10s_by_table(x, count, out);
+    levels_by_table(factor, x, count, out);
     return;
   }
 #endif
+  alignas(64) block_t<float> lower;
   alignas(64) block_t<float> upper;
-  bound_log10<On>(x, count, out, upper);
+  bound_log10<On>(x, count, lower, upper);
   unsettled_t unsettled;
-  find_unsettled(out, upper, count, unsettled);
-  settle_log10s(x, unsettled, out);
+  find_unsettled(lower, upper, count, unsettled);
+  for (std::size_t i = 0; i < count; ++i) {
+    out[i] = factor * lower[i];
+  }
+  settle_levels(factor, x, unsettled, out);
 }
 
 }  // namespace orn::fmcw_demod_lib::kernels

@@ -46,20 +46,9 @@ ORN_KERNEL inline void squared_magnitudes(const sample_t* samples, std::size_t c
     re[i] = samples[i].real();
     im[i] = samples[i].imag();
   }
-  magnitudes<On>(re.data(), im.data(), count, out);
+  magnitudes<On>(re.data(), im.data(), count, 0.0F, out);
   for (std::size_t i = 0; i < count; ++i) {
     out[i] *= out[i];
-  }
-}
-
-/// out[i] = factor * log10(x[i]) for `count` values, at most a block.
-template <class On>
-ORN_KERNEL inline void levels(float factor, const block_t<float>& x, std::size_t count,
-                              float* out) {
-  alignas(64) block_t<float> logarithm;
-  log10s<On>(x, count, logarithm);
-  for (std::size_t i = 0; i < count; ++i) {
-    out[i] = factor * logarithm[i];
   }
 }
 
@@ -465,7 +454,7 @@ void magnitudes(std::span<const float> re, std::span<const float> im,
   dispatch([=](auto on) ORN_KERNEL {
     for_each_block(out.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> magnitude;
-      magnitudes<decltype(on)>(&re[first], &im[first], count, magnitude);
+      magnitudes<decltype(on)>(&re[first], &im[first], count, 0.0F, magnitude);
       std::copy_n(magnitude.begin(), count, &out[first]);
     });
   });
@@ -476,10 +465,7 @@ void spectral_levels(std::span<const float> re, std::span<const float> im,
   dispatch([=](auto on) ORN_KERNEL {
     for_each_block(out.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> magnitude;
-      magnitudes<decltype(on)>(&re[first], &im[first], count, magnitude);
-      for (std::size_t i = 0; i < count; ++i) {
-        magnitude[i] += 1e-12F;
-      }
+      magnitudes<decltype(on)>(&re[first], &im[first], count, 1e-12F, magnitude);
       levels<decltype(on)>(20.0F, magnitude, count, &out[first]);
     });
   });
@@ -492,7 +478,7 @@ double bin_powers(std::span<const float> re, std::span<const float> im, float po
     double running = sum;
     for_each_block(out.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> power;
-      magnitudes<decltype(on)>(&re[first], &im[first], count, power);
+      magnitudes<decltype(on)>(&re[first], &im[first], count, 0.0F, power);
       for (std::size_t i = 0; i < count; ++i) {
         const float amplitude = power[i] / points;
         power[i] = amplitude * amplitude;

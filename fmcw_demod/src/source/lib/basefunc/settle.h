@@ -16,10 +16,11 @@ struct unsettled_t {
 };
 
 ORN_KERNEL inline void settle_magnitudes(const float* re, const float* im,
-                                         const unsettled_t& unsettled, block_t<float>& out) {
+                                         const unsettled_t& unsettled, float offset,
+                                         block_t<float>& out) {
   for (std::size_t i = 0; i < unsettled.count; ++i) {
     const std::size_t at = unsettled.index[i];
-    out[at] = literal_magnitude(re[at], im[at]);
+    out[at] = literal_magnitude(re[at], im[at]) + offset;
   }
 }
 
@@ -49,8 +50,8 @@ ORN_KERNEL inline void bound_log10_by_doubles(const block_t<float>& x, std::size
 }
 
 /// Bounds in double precision settle all but a few in a million.
-ORN_KERNEL inline void settle_log10s(const block_t<float>& x, const unsettled_t& unsettled,
-                                     block_t<float>& out) {
+ORN_KERNEL inline void settle_levels(float factor, const block_t<float>& x,
+                                     const unsettled_t& unsettled, float* out) {
   if (unsettled.count == 0) {
     return;
   }
@@ -63,7 +64,7 @@ ORN_KERNEL inline void settle_log10s(const block_t<float>& x, const unsettled_t&
   bound_log10_by_doubles(listed, unsettled.count, lower, upper);
   for (std::size_t i = 0; i < unsettled.count; ++i) {
     const bool settled = is_positive_normal(listed[i]) && lower[i] == upper[i];
-    out[unsettled.index[i]] = settled ? lower[i] : literal_log10(listed[i]);
+    out[unsettled.index[i]] = factor * (settled ? lower[i] : literal_log10(listed[i]));
   }
 }
 

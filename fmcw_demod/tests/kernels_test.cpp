@@ -28,8 +28,8 @@ namespace {
 constexpr double two_pi = 2.0 * std::numbers::pi;
 constexpr float infinity = std::numeric_limits<float>::infinity();
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr std::array<std::size_t, 12> lengths = {1,   2,   3,   15,  16,  17,
-                                                 127, 128, 129, 383, 640, 1301};
+constexpr std::array<std::size_t, 13> lengths = {1,   2,   3,   15,  16,   17,  127,
+                                                 128, 129, 383, 640, 1301, 4613};
 
 enum class kind_t { normal, wide, any_bits, special };
 constexpr std::array kinds = {kind_t::normal, kind_t::wide, kind_t::any_bits, kind_t::special};

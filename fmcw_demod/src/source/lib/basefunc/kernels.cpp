@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <limits>
 #include <numbers>
+#include <type_traits>
 #include <utility>
 
 namespace orn::fmcw_demod_lib::kernels {
@@ -50,6 +51,25 @@ ORN_KERNEL inline void squared_magnitudes(const sample_t* samples, std::size_t c
   for (std::size_t i = 0; i < count; ++i) {
     out[i] *= out[i];
   }
+}
+
+using quad_t = common_lib::vector_of_t<float, 16>::type;
+
+/// Transposes the 4 by 4 values at `from`, `pitch` from one line to the next, into four rows.
+ORN_KERNEL inline void transpose_tile(const float* from, std::size_t pitch, float* const* rows,
+                                      std::size_t at) {
+  const auto a = common_lib::load<quad_t>(from);
+  const auto b = common_lib::load<quad_t>(from + pitch);
+  const auto c = common_lib::load<quad_t>(from + 2 * pitch);
+  const auto d = common_lib::load<quad_t>(from + 3 * pitch);
+  const quad_t ab_low = __builtin_shufflevector(a, b, 0, 4, 1, 5);
+  const quad_t ab_high = __builtin_shufflevector(a, b, 2, 6, 3, 7);
+  const quad_t cd_low = __builtin_shufflevector(c, d, 0, 4, 1, 5);
+  const quad_t cd_high = __builtin_shufflevector(c, d, 2, 6, 3, 7);
+  common_lib::store(quad_t(__builtin_shufflevector(ab_low, cd_low, 0, 1, 4, 5)), rows[0] + at);
+  common_lib::store(quad_t(__builtin_shufflevector(ab_low, cd_low, 2, 3, 6, 7)), rows[1] + at);
+  common_lib::store(quad_t(__builtin_shufflevector(ab_high, cd_high, 0, 1, 4, 5)), rows[2] + at);
+  common_lib::store(quad_t(__builtin_shufflevector(ab_high, cd_high, 2, 3, 6, 7)), rows[3] + at);
 }
 
 ORN_KERNEL inline double added(const block_t<float>& values, std::size_t count, double sum) {
@@ -378,25 +398,6 @@ void windowed_lanes(const segments_t& segments, std::size_t first, std::span<con
 
 namespace {
 
-using quad_t = common_lib::vector_of_t<float, 16>::type;
-
-/// Transposes the 4 by 4 values at `from`, `pitch` from one line to the next, into four rows.
-ORN_KERNEL inline void transpose_tile(const float* from, std::size_t pitch, float* const* rows,
-                                      std::size_t at) {
-  const auto a = common_lib::load<quad_t>(from);
-  const auto b = common_lib::load<quad_t>(from + pitch);
-  const auto c = common_lib::load<quad_t>(from + 2 * pitch);
-  const auto d = common_lib::load<quad_t>(from + 3 * pitch);
-  const quad_t ab_low = __builtin_shufflevector(a, b, 0, 4, 1, 5);
-  const quad_t ab_high = __builtin_shufflevector(a, b, 2, 6, 3, 7);
-  const quad_t cd_low = __builtin_shufflevector(c, d, 0, 4, 1, 5);
-  const quad_t cd_high = __builtin_shufflevector(c, d, 2, 6, 3, 7);
-  common_lib::store(quad_t(__builtin_shufflevector(ab_low, cd_low, 0, 1, 4, 5)), rows[0] + at);
-  common_lib::store(quad_t(__builtin_shufflevector(ab_low, cd_low, 2, 3, 6, 7)), rows[1] + at);
-  common_lib::store(quad_t(__builtin_shufflevector(ab_high, cd_high, 0, 1, 4, 5)), rows[2] + at);
-  common_lib::store(quad_t(__builtin_shufflevector(ab_high, cd_high, 2, 3, 6, 7)), rows[3] + at);
-}
-
 /// Copies the bins [first, last) to the rows from element `at` on.
 ORN_KERNEL inline void lanes_to_rows(std::span<const float> values, std::size_t lanes,
                                      std::size_t first, std::size_t last,
@@ -660,6 +661,71 @@ ORN_KERNEL inline std::size_t convolve_run(std::span<const T> signal, std::span<
   return first;
 }
 
+/// Outputs of a single-precision convolution from `first` on, one stretch of them per lane: the
+/// elements that an output takes in lie a register apart then, whole registers are loaded, and
+/// neighbouring outputs share them. Returns the first output that is left.
+template <class Value>
+ORN_KERNEL inline std::size_t convolve_stretches(std::span<const float> signal,
+                                                 std::span<const float> kernel,
+                                                 std::span<float> out, std::size_t first) {
+  constexpr std::size_t lanes = common_lib::width_of<Value, float>;
+  constexpr std::size_t stretch = 128;
+  constexpr std::size_t most_taps = 256;
+  constexpr std::size_t run = lanes * stretch;
+  constexpr std::size_t together = 4;
+  const std::size_t half = kernel.size() / 2;
+  if (kernel.size() % 2 != 0 || half % together != 0 || kernel.size() > most_taps) {
+    return first;
+  }
+  const std::size_t lines = stretch + kernel.size();  // the last one is not used
+  alignas(64) std::array<float, (stretch + most_taps) * lanes> line;
+  const auto load_line = [&](std::size_t i)
+                             ORN_KERNEL { return common_lib::load<Value>(&line[i * lanes]); };
+  for (; first + run < out.size(); first += run) {
+    for (std::size_t i = 0; i < lines; i += 4) {
+      for (std::size_t l = 0; l < lanes; l += 4) {
+        float* const to = &line[i * lanes + l];
+        const std::array<float*, 4> rows = {to, to + lanes, to + 2 * lanes, to + 3 * lanes};
+        transpose_tile(&signal[first + l * stretch + i], stretch, rows.data(), 0);
+      }
+    }
+    for (std::size_t i = 0; i < stretch; i += together) {
+      // Element j + u modulo `together` of each serves output i + u.
+      std::array<Value, together> sum{};
+      std::array<Value, together> rising;
+      std::array<Value, together> falling;
+      for (std::size_t u = 0; u + 1 < together; ++u) {
+        rising[u] = load_line(i + u);
+        falling[u] = load_line(i + kernel.size() + u);
+      }
+      for (std::size_t k = 0; k < half; k += together) {
+#pragma GCC unroll 4
+        for (std::size_t j = 0; j < together; ++j) {
+          const std::size_t newest = together - 1 - j;
+          rising[(j + together - 1) % together] = load_line(i + k + j + together - 1);
+          falling[newest] = load_line(i + kernel.size() - 1 - k - j);
+#pragma GCC unroll 4
+          for (std::size_t u = 0; u < together; ++u) {
+            sum[u] +=
+                (rising[(j + u) % together] + falling[(newest + u) % together]) * kernel[k + j];
+          }
+        }
+      }
+      alignas(64) std::array<float, together * lanes> result;
+#pragma GCC unroll 4
+      for (std::size_t u = 0; u < together; ++u) {
+        common_lib::store(sum[u], &result[u * lanes]);
+      }
+      for (std::size_t l = 0; l < lanes; l += 4) {
+        float* const to = &out[first + l * stretch + i];
+        const std::array<float*, 4> rows = {to, to + stretch, to + 2 * stretch, to + 3 * stretch};
+        transpose_tile(&result[l], lanes, rows.data(), 0);
+      }
+    }
+  }
+  return first;
+}
+
 }  // namespace
 
 template <class T, class Out>
@@ -667,7 +733,11 @@ void convolve_symmetric(std::span<const T> signal, std::span<const T> kernel,
                         std::span<Out> out) noexcept {
   dispatch([=](auto on) ORN_KERNEL {
     using value_t = common_lib::vector_t<T, decltype(on)>;
-    std::size_t next = convolve_run<value_t, 8>(signal, kernel, out, 0);
+    std::size_t next = 0;
+    if constexpr (std::is_same_v<T, float>) {
+      next = convolve_stretches<value_t>(signal, kernel, out, next);
+    }
+    next = convolve_run<value_t, 8>(signal, kernel, out, next);
     next = convolve_run<value_t, 1>(signal, kernel, out, next);
     convolve_run<T, 1>(signal, kernel, out, next);
   });

@@ -146,12 +146,37 @@ struct angles_t {
   angles_t after(std::size_t radix) const { return {roots, period, first * radix, step * radix}; }
 };
 
+/// What a pass reads: the elements of `stride` interleaved transforms.
+template <class T>
+struct interleaved_t {
+  const T* re;
+  const T* im;
+  std::size_t stride;
+
+  /// Element `i` from transform `q` on.
+  template <class Value>
+  ORN_KERNEL point_t<Value> at(std::size_t i, std::size_t q) const {
+    return {load<Value>(re + i * stride + q), load<Value>(im + i * stride + q)};
+  }
+};
+
+/// What a first pass may read instead.
+struct weighted_t {
+  weighted_series_t series;
+
+  template <class Value>
+  ORN_KERNEL point_t<Value> at(std::size_t i, std::size_t q) const {
+    const std::size_t from = series.offsets[i] + q;
+    const float weight = series.weights[i];
+    return {load<Value>(series.re + from) * weight, load<Value>(series.im + from) * weight};
+  }
+};
+
 /// One pass: `stride` interleaved transforms of `points` points each become Radix * stride
 /// interleaved transforms of points / Radix points. The stride counts the lanes in.
-template <class T>
+template <class T, class Source = interleaved_t<T>>
 struct pass_t {
-  const T* in_re;
-  const T* in_im;
+  Source in;
   T* out_re;
   T* out_im;
   std::size_t points;
@@ -174,13 +199,11 @@ struct pass_t {
 
 /// One column of a pass, all of whose transforms turn by the same angles, from transform `q` on as
 /// far as whole values go.
-template <std::size_t Radix, bool Turned, class Value, class T>
-ORN_KERNEL inline void transform_column(const pass_t<T>& pass, std::size_t column,
+template <std::size_t Radix, bool Turned, class Value, class T, class Source>
+ORN_KERNEL inline void transform_column(const pass_t<T, Source>& pass, std::size_t column,
                                         const std::array<point_t<T>, Radix>& butterfly_roots,
                                         std::size_t q) {
-  const std::size_t row = pass.stride * (pass.points / Radix);
-  const T* const in_re = pass.in_re + pass.stride * column;
-  const T* const in_im = pass.in_im + pass.stride * column;
+  const std::size_t columns = pass.points / Radix;
   T* const out_re = pass.out_re + pass.stride * Radix * column;
   T* const out_im = pass.out_im + pass.stride * Radix * column;
   std::array<point_t<T>, Radix> turns;
@@ -191,7 +214,7 @@ ORN_KERNEL inline void transform_column(const pass_t<T>& pass, std::size_t colum
   for (; q + width <= pass.stride; q += width) {
     std::array<point_t<Value>, Radix> a;
     for (std::size_t r = 0; r < Radix; ++r) {
-      a[r] = {load<Value>(in_re + q + row * r), load<Value>(in_im + q + row * r)};
+      a[r] = pass.in.template at<Value>(column + columns * r, q);
     }
     butterfly<Radix, Value, T>(a, butterfly_roots);
     for (std::size_t c = 0; c < Radix; ++c) {
@@ -205,8 +228,8 @@ ORN_KERNEL inline void transform_column(const pass_t<T>& pass, std::size_t colum
 
 /// All columns of a pass, from transform `q` on as far as whole values go. Returns the first
 /// transform that is left.
-template <std::size_t Radix, class Value, class T>
-ORN_KERNEL inline std::size_t transform_columns(const pass_t<T>& pass, std::size_t q) {
+template <std::size_t Radix, class Value, class T, class Source>
+ORN_KERNEL inline std::size_t transform_columns(const pass_t<T, Source>& pass, std::size_t q) {
   const auto butterfly_roots = pass.template butterfly_roots<Radix>();
   std::size_t column = 0;
   if (pass.angles.first == 0) {
@@ -228,8 +251,7 @@ ORN_KERNEL inline std::size_t transform_single_columns(const pass_t<T>& pass, st
   for (; column + width <= row; column += width) {
     std::array<point_t<Value>, Radix> a;
     for (std::size_t r = 0; r < Radix; ++r) {
-      a[r] = {load<Value>(pass.in_re + column + row * r),
-              load<Value>(pass.in_im + column + row * r)};
+      a[r] = pass.in.template at<Value>(column + row * r, 0);
     }
     butterfly<Radix, Value, T>(a, butterfly_roots);
     for (std::size_t c = 0; c < Radix; ++c) {
@@ -274,8 +296,15 @@ void run(const pass_t<T>& pass) {
   }
 }
 
-template <class T>
-void run(std::size_t radix, const pass_t<T>& pass) {
+/// A first pass, all of whose lanes fill whole units.
+template <std::size_t Radix>
+void run(const pass_t<float, weighted_t>& pass) {
+  dispatch([pass](auto on)
+               ORN_KERNEL { transform_columns<Radix, vector_t<float, decltype(on)>>(pass, 0); });
+}
+
+template <class T, class Source>
+void run(std::size_t radix, const pass_t<T, Source>& pass) {
   switch (radix) {
     case 2:
       return run<2>(pass);
@@ -302,13 +331,36 @@ template <class T>
 void run_passes(std::span<const std::size_t> radices, std::size_t points, std::size_t stride,
                 angles_t<T> angles, planes_t<T>& data, planes_t<T>& passed) {
   for (const std::size_t radix : radices) {
-    run(radix, pass_t<T>{data.re.data(), data.im.data(), passed.re.data(), passed.im.data(), points,
-                         stride, angles});
+    run(radix, pass_t<T>{{data.re.data(), data.im.data(), stride},
+                         passed.re.data(),
+                         passed.im.data(),
+                         points,
+                         stride,
+                         angles});
     points /= radix;
     stride *= radix;
     angles = angles.after(radix);
     data.swap(passed);
   }
+}
+
+/// Elements of a plane up to which passes go over all of it at once.
+template <class T>
+constexpr std::size_t cached = (std::size_t{1} << 18) / sizeof(T);
+
+/// Lanes of weighted series, interleaved.
+void read(const weighted_series_t& series, std::size_t lanes, planes_t<float>& data) {
+  dispatch([=, re = data.re.data(), im = data.im.data()](auto /*on*/) ORN_KERNEL {
+    for (std::size_t i = 0; i < series.offsets.size(); ++i) {
+      const float* const from_re = series.re + series.offsets[i];
+      const float* const from_im = series.im + series.offsets[i];
+      const float weight = series.weights[i];
+      for (std::size_t l = 0; l < lanes; ++l) {
+        re[i * lanes + l] = from_re[l] * weight;
+        im[i * lanes + l] = from_im[l] * weight;
+      }
+    }
+  });
 }
 
 /// Copies `count` full units, which lie `from_pitch` and `to_pitch` apart.
@@ -422,20 +474,19 @@ template <class T>
 void mixed_radix_dft_t<T>::forward(planes_t<T>& data, std::size_t lanes) {
   // Beyond the cache a pass costs what it moves. There passes are made in blocks: first several at
   // once on the few points that they combine, then all that are left on each remaining transform.
-  constexpr std::size_t cached = (std::size_t{1} << 18) / sizeof(T);  // per plane and buffer
   constexpr std::size_t unit = full_unit<T>;
   passed_.resize(data.size());
   state_t state{0, length(), lanes};
-  const bool in_blocks = data.size() > cached;
+  const bool in_blocks = data.size() > cached<T>;
   while (state.pass < radices_.size()) {
     std::size_t passes = in_blocks ? 1 : radices_.size() - state.pass;
     if (in_blocks && state.stride % unit == 0) {
-      if (state.points * unit <= cached) {
+      if (state.points * unit <= cached<T>) {
         finish_in_blocks(state, lanes, data);
         return;
       }
       std::size_t group = radices_[state.pass];
-      while (state.points / group * unit > cached && group < 64) {
+      while (state.points / group * unit > cached<T> && group < 64) {
         group *= radices_[state.pass + passes++];
       }
     }
@@ -452,6 +503,24 @@ void mixed_radix_dft_t<T>::forward(planes_t<T>& data, std::size_t lanes) {
     }
     state.pass += passes;
   }
+}
+
+template <>
+void mixed_radix_dft_t<float>::forward(const weighted_series_t& series, planes_t<float>& data,
+                                       std::size_t lanes) {
+  if (radices_.empty() || lanes % full_unit<float> != 0 || data.size() > cached<float>) {
+    read(series, lanes, data);
+    forward(data, lanes);
+    return;
+  }
+  passed_.resize(data.size());
+  const angles_t<float> angles{roots_.data(), length(), 0, 1};
+  const std::size_t radix = radices_.front();
+  run(radix, pass_t<float, weighted_t>{
+                 {series}, passed_.re.data(), passed_.im.data(), length(), lanes, angles});
+  data.swap(passed_);
+  run_passes<float>(std::span(radices_).subspan(1), length() / radix, lanes * radix,
+                    angles.after(radix), data, passed_);
 }
 
 /// Several passes over all the data, a full unit of the points that they combine at a time.
@@ -603,6 +672,12 @@ void bluestein_dft_t::forward(planes_t<float>& data, std::size_t lanes) {
   conjugate_and_apply_chirp(plane_pointers_t(convolved_), chirp_, lanes, plane_pointers_t(data));
 }
 
+void bluestein_dft_t::forward(const weighted_series_t& series, planes_t<float>& data,
+                              std::size_t lanes) {
+  read(series, lanes, data);
+  forward(data, lanes);
+}
+
 dft_t::dft_t(std::size_t length)
     : length_(length),
       method_(mixed_radix_dft_t<float>::serves(length)
@@ -618,6 +693,10 @@ std::size_t dft_t::good_lanes() const {
 
 void dft_t::forward(planes_t<float>& data, std::size_t lanes) {
   std::visit([&](auto& method) { method.forward(data, lanes); }, method_);
+}
+
+void dft_t::forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes) {
+  std::visit([&](auto& method) { method.forward(series, data, lanes); }, method_);
 }
 
 void dft_t::forward(std::span<std::complex<float>> data) {

@@ -14,6 +14,15 @@ namespace orn::common_lib {
 /// series l lies at index i * lanes + l of both planes. The bits of a series do not depend on the
 /// number of lanes.
 
+/// Series that lie side by side and are weighted as they are read: element i of series l is
+/// weights[i] times the number at offsets[i] + l of either plane.
+struct weighted_series_t {
+  const float* re;
+  const float* im;
+  std::span<const std::size_t> offsets;
+  std::span<const float> weights;
+};
+
 /// Forward DFT of lengths whose prime factors are all small: mixed radix, self-sorting passes
 /// (Stockham, decimation in frequency). T is the precision of the data and of every operation.
 template <class T>
@@ -29,6 +38,9 @@ class mixed_radix_dft_t {
 
   /// Transforms `data`, lanes times length() points, in place.
   void forward(planes_t<T>& data, std::size_t lanes);
+
+  /// Transforms `series` into `data`, which has the size for it.
+  void forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes);
 
  private:
   /// How far a transform has come: `stride` interleaved transforms of `points` points are left.
@@ -58,6 +70,9 @@ class bluestein_dft_t {
   /// Transforms `data`, lanes times `length` points, in place.
   void forward(planes_t<float>& data, std::size_t lanes);
 
+  /// Transforms `series` into `data`, which has the size for it.
+  void forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes);
+
  private:
   mixed_radix_dft_t<double> dft_;          ///< of the padded length
   scratch_t<std::complex<double>> chirp_;  ///< exp(-pi i k^2 / length)
@@ -78,6 +93,9 @@ class dft_t {
 
   /// Transforms `data`, lanes times `length` points, in place.
   void forward(planes_t<float>& data, std::size_t lanes);
+
+  /// Transforms `lanes` series of length() elements into `data`, which has the size for them.
+  void forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes);
 
   /// Transforms one series, exactly `length` points, in place.
   void forward(std::span<std::complex<float>> data);

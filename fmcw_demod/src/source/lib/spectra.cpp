@@ -20,13 +20,20 @@ class segment_spectra_t {
  public:
   segment_spectra_t(std::span<const sample_t> samples, std::uint32_t length, std::size_t hop)
       : samples_(samples), hop_(hop), dft_(length), lanes_(dft_.good_lanes()) {
-    common_lib::lib_window_function_t::generate_hamming_window(window_, length, true);
+    std::vector<sample_t> window;
+    common_lib::lib_window_function_t::generate_hamming_window(window, length, true);
+    for (const sample_t& weight : window) {
+      weights_.push_back(weight.real());
+    }
     // As many lanes as make the overlap of neighbouring loads small, in a first-level cache.
     loaded_ = lanes_ * std::clamp<std::size_t>(2048 / (hop * lanes_), 1, 8);
     pitch_ = loaded_ + (length + hop - 1) / hop;
     phases_.resize(hop * pitch_);
     std::fill(phases_.re.begin(), phases_.re.end(), 0.0F);
     std::fill(phases_.im.begin(), phases_.im.end(), 0.0F);
+    for (std::size_t i = 0; i < length; ++i) {
+      offsets_.push_back(i % hop * pitch_ + i / hop);
+    }
     bins_.resize(length * lanes_);
   }
 
@@ -38,9 +45,8 @@ class segment_spectra_t {
     if (first % loaded_ == 0) {
       load(first, std::min(loaded_, count - first));
     }
-    kernels::windowed_lanes({phases_.re, phases_.im, hop_, pitch_}, first % loaded_, window_,
-                            lanes_, bins_.re, bins_.im);
-    dft_.forward(bins_, lanes_);
+    const std::size_t column = first % loaded_;
+    dft_.forward({&phases_.re[column], &phases_.im[column], offsets_, weights_}, bins_, lanes_);
     return bins_;
   }
 
@@ -48,7 +54,7 @@ class segment_spectra_t {
   /// Sorts the samples of `count` segments by their position modulo the hop: the samples that an
   /// index has in neighbouring segments are neighbours then.
   void load(std::size_t first, std::size_t count) {
-    const auto samples = samples_.subspan(first * hop_, (count - 1) * hop_ + window_.size());
+    const auto samples = samples_.subspan(first * hop_, (count - 1) * hop_ + weights_.size());
     for (std::size_t phase = 0; phase < hop_; ++phase) {
       float* re = &phases_.re[phase * pitch_];
       float* im = &phases_.im[phase * pitch_];
@@ -63,10 +69,11 @@ class segment_spectra_t {
   std::size_t hop_;
   common_lib::dft_t dft_;
   std::size_t lanes_;
-  std::size_t loaded_;  ///< segments that are loaded at once
-  std::size_t pitch_;   ///< from a phase's first sample to the next phase's
-  std::vector<sample_t> window_;
-  common_lib::planes_t<float> phases_;
+  std::size_t loaded_;                  ///< segments that are loaded at once
+  std::size_t pitch_;                   ///< from a phase's first sample to the next phase's
+  std::vector<float> weights_;          ///< of a segment's samples
+  std::vector<std::size_t> offsets_;    ///< of a segment's samples in the phases
+  common_lib::planes_t<float> phases_;  ///< see load
   common_lib::planes_t<float> bins_;
 };
 

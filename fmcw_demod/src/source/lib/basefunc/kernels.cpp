@@ -366,36 +366,6 @@ sweep_t sweep(std::span<const double> freq, std::span<const float> slope, float 
   return result;
 }
 
-void windowed_lanes(const segments_t& segments, std::size_t first, std::span<const sample_t> window,
-                    std::size_t lanes, std::span<float> re, std::span<float> im) noexcept {
-  dispatch([=](auto on) ORN_KERNEL {
-    using value_t = common_lib::vector_t<float, decltype(on)>;
-    constexpr std::size_t width = common_lib::width_of<value_t, float>;
-    const std::size_t whole = lanes - lanes % width;
-    float* to_re = re.data();
-    float* to_im = im.data();
-    std::size_t i = 0;
-    for (std::size_t column = first; i < window.size(); ++column) {
-      const std::size_t end = std::min(i + segments.hop, window.size());
-      for (std::size_t at = column; i < end; ++i, at += segments.pitch) {
-        const float* const from_re = &segments.re[at];
-        const float* const from_im = &segments.im[at];
-        const float weight = window[i].real();
-        for (std::size_t l = 0; l < whole; l += width) {
-          common_lib::store(common_lib::load<value_t>(from_re + l) * weight, to_re + l);
-          common_lib::store(common_lib::load<value_t>(from_im + l) * weight, to_im + l);
-        }
-        for (std::size_t l = whole; l < lanes; ++l) {
-          to_re[l] = from_re[l] * weight;
-          to_im[l] = from_im[l] * weight;
-        }
-        to_re += lanes;
-        to_im += lanes;
-      }
-    }
-  });
-}
-
 namespace {
 
 /// Copies the bins [first, last) to the rows from element `at` on.

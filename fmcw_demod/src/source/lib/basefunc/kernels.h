@@ -35,20 +35,6 @@ squares_t squares(std::span<const sample_t> samples) noexcept;
 void magnitudes(std::span<const float> re, std::span<const float> im,
                 std::span<float> out) noexcept;
 
-/// Samples of segments that start `hop` apart, sorted by their position modulo the hop: sample i of
-/// segment s lies at (i % hop) * pitch + i / hop + s, next to those of the neighbouring segments.
-struct segments_t {
-  std::span<const float> re;
-  std::span<const float> im;
-  std::size_t hop;
-  std::size_t pitch;
-};
-
-/// Lanes of windowed segments: element i of lane l, at i * lanes + l of the outputs, is sample i of
-/// segment first + l times the real part of window[i].
-void windowed_lanes(const segments_t& segments, std::size_t first, std::span<const sample_t> window,
-                    std::size_t lanes, std::span<float> re, std::span<float> im) noexcept;
-
 /// Copies lanes into rows with the negative frequencies first.
 /// values  bin i of lane l at i * lanes + l
 /// rows    one pointer per lane from the first on to a row of values.size() / lanes elements

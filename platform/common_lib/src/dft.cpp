@@ -193,7 +193,10 @@ struct pass_t {
   }
 
   ORN_KERNEL point_t<T> turn(std::size_t column, std::size_t c) const {
-    return point(angles.roots[(angles.first + column * angles.step) * c]);
+    // Read as numbers, each of which goes to all elements of a register on its way from memory.
+    const auto* const root =
+        reinterpret_cast<const T*>(angles.roots + (angles.first + column * angles.step) * c);
+    return {root[0], root[1]};
   }
 };
 
@@ -206,10 +209,6 @@ ORN_KERNEL inline void transform_column(const pass_t<T, Source>& pass, std::size
   const std::size_t columns = pass.points / Radix;
   T* const out_re = pass.out_re + pass.stride * Radix * column;
   T* const out_im = pass.out_im + pass.stride * Radix * column;
-  std::array<point_t<T>, Radix> turns;
-  for (std::size_t c = 1; c < Radix; ++c) {
-    turns[c] = pass.turn(column, c);
-  }
   constexpr std::size_t width = width_of<Value, T>;
   for (; q + width <= pass.stride; q += width) {
     std::array<point_t<Value>, Radix> a;
@@ -219,7 +218,7 @@ ORN_KERNEL inline void transform_column(const pass_t<T, Source>& pass, std::size
     butterfly<Radix, Value, T>(a, butterfly_roots);
     for (std::size_t c = 0; c < Radix; ++c) {
       // Column 0 turns by nothing: multiplying by 1 + 0i would let one infinity spoil a bin twice.
-      const point_t<Value> turned = Turned && c != 0 ? a[c] * turns[c] : a[c];
+      const point_t<Value> turned = Turned && c != 0 ? a[c] * pass.turn(column, c) : a[c];
       store(turned.re, out_re + q + pass.stride * c);
       store(turned.im, out_im + q + pass.stride * c);
     }

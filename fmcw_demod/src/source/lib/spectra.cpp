@@ -84,17 +84,21 @@ class level_rows_t {
   level_rows_t(std::size_t length, std::size_t lanes, std::size_t row_count)
       : length_(length), to_allocate_(row_count * row_bytes()), levels_(length * lanes) {}
 
-  /// Brings `rows`, the next ones, to their length, and has their memory fetched in the meantime.
+  /// Brings `rows`, the next ones, to their length, and has memory fetched in the meantime: theirs,
+  /// or if they are new, what the rows after them will get, since heaps grow upwards.
   void allocate(std::span<std::vector<float>> rows) {
     targets_.clear();
     for (std::vector<float>& row : rows) {
+      std::size_t ahead = 0;
       if (row.capacity() < length_) {
         prepare_memory();
+        ahead = rows.size() * row_bytes();
       }
       row.resize(length_);
       targets_.push_back(row.data());
-      for (std::size_t i = 0; i < length_; i += 16) {
-        __builtin_prefetch(&row[i], 1);
+      const char* const fetched = reinterpret_cast<const char*>(row.data()) + ahead;
+      for (std::size_t i = 0; i < row_bytes(); i += 64) {
+        __builtin_prefetch(fetched + i, 1);
       }
     }
   }

@@ -761,55 +761,131 @@ bool any_sign_change(std::span<const T> trace, T clearly) noexcept {
 
 namespace {
 
+bool nan_last(float a, float b) noexcept { return a < b || (std::isnan(b) && !std::isnan(a)); }
+
 /// Puts the element of rank `rank` at its place, NaNs last, and returns it.
 float select_in_place(std::span<float> values, std::size_t rank) noexcept {
-  const auto nan_last = [](float a, float b) { return a < b || (std::isnan(b) && !std::isnan(a)); };
   const auto place = values.begin() + static_cast<std::ptrdiff_t>(rank);
   std::nth_element(values.begin(), place, values.end(), nan_last);
   return *place;
 }
 
-/// Two values between which the element of rank `rank` should lie, judged by a sample of the
-/// values: six standard deviations of its rank in the sample apart.
-std::pair<float, float> bracket(std::span<const float> values, std::size_t rank) noexcept {
-  std::array<float, 256> sample;
-  constexpr std::size_t half_width = 24;  // a rank near the middle deviates by sqrt(256 / 4)
-  for (std::size_t i = 0; i < sample.size(); ++i) {
-    sample[i] = values[i * values.size() / sample.size()];
+/// How many values are below a pivot, and how many at most the pivot.
+struct counts_t {
+  std::size_t below;
+  std::size_t up_to;
+};
+
+counts_t count_around(std::span<const float> values, float pivot) noexcept {
+  counts_t counts{};
+  dispatch([=, &counts](auto /*on*/) ORN_KERNEL {
+    constexpr std::size_t stretch = std::size_t{1} << 20;  // 32-bit lanes hold its count
+    for (std::size_t first = 0; first < values.size(); first += stretch) {
+      const std::size_t end = std::min(first + stretch, values.size());
+      std::uint32_t below = 0;
+      std::uint32_t up_to = 0;
+      for (std::size_t i = first; i < end; ++i) {
+        below += static_cast<std::uint32_t>(values[i] < pivot);
+        up_to += static_cast<std::uint32_t>(values[i] <= pivot);
+      }
+      counts.below += below;
+      counts.up_to += up_to;
+    }
+  });
+  return counts;
+}
+
+/// Copies the values above `low` and below `high` to `out`, NaNs as well; a bound that is NaN does
+/// not bound. Returns how many they are.
+std::size_t copy_between(std::span<const float> values, float low, float high,
+                         std::span<float> out) noexcept {
+  std::size_t copied = 0;
+  dispatch([=, &copied](auto /*on*/) ORN_KERNEL {
+    const auto between = [=](float value)
+                             ORN_KERNEL { return both(!(value <= low), !(value >= high)); };
+    std::size_t kept = 0;
+    for_each_block(values.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
+      int any = 0;
+      for (std::size_t i = first; i < first + count; ++i) {
+        any |= static_cast<int>(between(values[i]));
+      }
+      if (any == 0) {
+        return;
+      }
+      for (std::size_t i = first; i < first + count; ++i) {
+        out[kept] = values[i];  // overwritten by the next one unless it stays
+        kept += static_cast<std::size_t>(between(values[i]));
+      }
+    });
+    copied = kept;
+  });
+  return copied;
+}
+
+/// Where the element of a rank lies: above `low` and below `high`, unless these are NaN.
+struct bracket_t {
+  float low = std::numeric_limits<float>::quiet_NaN();
+  float high = std::numeric_limits<float>::quiet_NaN();
+  std::size_t up_to_low = 0;  ///< values that are not above `low`
+
+  /// Narrows the bracket by a pivot, to which the element compares as the result does to 0.
+  int narrow(std::span<const float> values, std::size_t rank, float pivot) noexcept {
+    const counts_t counts = count_around(values, pivot);
+    if (rank < counts.below) {
+      high = pivot;
+      return -1;
+    }
+    if (rank < counts.up_to) {
+      return 0;
+    }
+    low = pivot;
+    up_to_low = counts.up_to;
+    return 1;
   }
-  const std::size_t centre = rank * sample.size() / values.size();
-  const std::size_t low = centre < half_width ? 0 : centre - half_width;
-  const std::size_t high = std::min(centre + half_width, sample.size() - 1);
-  const float upper = select_in_place(sample, high);
-  return {select_in_place(std::span(sample).first(high + 1), low), upper};
+};
+
+/// The float in the middle of those from `low` to `high`, which are not NaN.
+float middle_float(float low, float high) noexcept {
+  // Bits of floats as integers of the same order.
+  const auto ordered = [](std::int32_t bits) { return bits < 0 ? bits ^ 0x7fffffff : bits; };
+  const std::int64_t sum = std::int64_t{ordered(std::bit_cast<std::int32_t>(low))} +
+                           ordered(std::bit_cast<std::int32_t>(high));
+  return std::bit_cast<float>(ordered(static_cast<std::int32_t>(sum >> 1)));
 }
 
 }  // namespace
 
 float select_rank(std::span<const float> values, std::size_t rank,
                   std::span<float> buffer) noexcept {
-  // What the bracket keeps is written over values that have been read.
-  const std::size_t total_rank = rank;
-  std::span<const float> candidates = values;
-  while (candidates.size() > 1024) {
-    const auto [low, high] = bracket(candidates, rank);
-    std::size_t below = 0;
-    std::size_t between = 0;
-    for (const float value : candidates) {
-      buffer[between] = value;
-      below += static_cast<std::size_t>(value < low);
-      between += static_cast<std::size_t>(both(value >= low, value <= high));
+  bracket_t bracket;
+  if (values.size() > 1024) {
+    // Counting is much cheaper than moving. A search in a sorted sample finds the part to look in,
+    // a bisection halves it a few times.
+    std::array<float, 31> sample;
+    for (std::size_t i = 0; i < sample.size(); ++i) {
+      sample[i] = values[(i + 1) * (values.size() / (sample.size() + 1))];
     }
-    if (rank < below || rank >= below + between || between == candidates.size()) {
-      // A rare sample, NaNs, or values that are mostly equal.
-      std::copy(values.begin(), values.end(), buffer.begin());
-      return select_in_place(buffer.first(values.size()), total_rank);
+    std::sort(sample.begin(), sample.end(), nan_last);
+    const auto numbers =
+        std::partition_point(sample.begin(), sample.end(), [](float x) { return !std::isnan(x); });
+    const std::span<const float> pivots(sample.begin(), numbers);
+    for (std::size_t first = 0, last = pivots.size(); first < last;) {
+      const std::size_t middle = (first + last) / 2;
+      const int order = bracket.narrow(values, rank, pivots[middle]);
+      if (order == 0) {
+        return pivots[middle];
+      }
+      (order < 0 ? last : first) = order < 0 ? middle : middle + 1;
     }
-    candidates = buffer.first(between);
-    rank -= below;
+    for (int step = 0; step < 6 && bracket.low < bracket.high; ++step) {
+      const float middle = middle_float(bracket.low, bracket.high);
+      if (bracket.narrow(values, rank, middle) == 0) {
+        return middle;
+      }
+    }
   }
-  std::copy(candidates.begin(), candidates.end(), buffer.begin());
-  return select_in_place(buffer.first(candidates.size()), rank);
+  const std::size_t count = copy_between(values, bracket.low, bracket.high, buffer);
+  return select_in_place(buffer.first(count), rank - bracket.up_to_low);
 }
 
 template deviations_t<float> deviations(std::span<const float>, std::span<const double>,

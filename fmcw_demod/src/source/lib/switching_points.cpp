@@ -27,10 +27,6 @@ struct window_t {
 struct slope_band_t {
   double centre;      // Hz/s
   double half_width;  // Hz/s
-
-  bool contains(float slope) const {
-    return centre - half_width <= slope && slope <= centre + half_width;
-  }
 };
 
 float median(std::span<const float> segment) {
@@ -38,30 +34,37 @@ float median(std::span<const float> segment) {
   return kernels::select_rank(segment, segment.size() / 2, buffer);
 }
 
+/// The floats that a band contains, both ends included: those that compare so as doubles.
+struct float_band_t {
+  explicit float_band_t(const slope_band_t& band) {
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    const double first = band.centre - band.half_width;
+    const double last = band.centre + band.half_width;
+    lowest = static_cast<float>(first);
+    highest = static_cast<float>(last);
+    if (lowest < first) {
+      lowest = std::nextafter(lowest, infinity);
+    }
+    if (highest > last) {
+      highest = std::nextafter(highest, -infinity);
+    }
+  }
+
+  float lowest;
+  float highest;
+};
+
 /// From the first rise into the band to the last fall out of it, counted from the segment's first
 /// element; the whole segment when there is no such pair. A run in band that touches an end of the
 /// segment has no edge there.
-window_t part_in_band(std::span<const float> segment, const slope_band_t& band) {
-  const std::size_t count = segment.size();
-  std::size_t rise = 1;
-  for (bool inside = band.contains(segment[0]); rise < count; ++rise) {
-    const bool was_inside = std::exchange(inside, band.contains(segment[rise]));
-    if (inside && !was_inside) {
-      break;
-    }
-  }
-  std::size_t fall = count - 1;
-  for (bool inside = band.contains(segment[fall]); fall > 0; --fall) {
-    const bool is_inside = std::exchange(inside, band.contains(segment[fall - 1]));
-    if (inside && !is_inside) {
-      break;
-    }
-  }
+window_t part_in_band(std::span<const float> segment, const float_band_t& band) {
+  const std::size_t rise = kernels::first_rise(segment, band.lowest, band.highest);
+  const std::size_t fall = kernels::last_fall(segment, band.lowest, band.highest);
   // The last element in band is the one before the fall.
-  if (rise < count && fall > 0 && rise < fall - 1) {
+  if (rise < segment.size() && fall > 0 && rise < fall - 1) {
     return {static_cast<std::int64_t>(rise), static_cast<std::int64_t>(fall) - 1};
   }
-  return {0, static_cast<std::int64_t>(count) - 1};
+  return {0, static_cast<std::int64_t>(segment.size()) - 1};
 }
 
 /// Nothing when the cut has no sample count.
@@ -130,7 +133,7 @@ void FMCWAnalyze::switch_point_para(const std::vector<float>& slope_smooth, int 
         config_.advanced.chirp.slope_tol = band.half_width;
       }
     }
-    const window_t part = part_in_band(segment, band);
+    const window_t part = part_in_band(segment, float_band_t(band));
     measured = window_t{start + part.first, start + part.last};
   }
   std::optional<window_t> deviation;

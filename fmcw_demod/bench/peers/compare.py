@@ -41,6 +41,7 @@ class Peer:
     """A program that answers jobs, one line each."""
 
     def __init__(self, *command):
+        self.found = {}
         self.process = subprocess.Popen([str(word) for word in command], text=True,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                         env={**os.environ, **SINGLE_THREAD})
@@ -54,7 +55,12 @@ class Peer:
         return answer.strip()
 
     def time(self, job):
-        return float(self.ask(job))
+        """Seconds that a job took. What it found, if its answer says, must never change."""
+        seconds, *found = self.ask(job).split()
+        if found and found != self.found.setdefault(job, found):
+            sys.exit(f"compare: {self.process.args} found {found} in the job '{job}', "
+                     f"before {self.found[job]}")
+        return float(seconds)
 
     def close(self):
         self.process.stdin.close()

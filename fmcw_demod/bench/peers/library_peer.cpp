@@ -14,20 +14,23 @@
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
+
 /// The library as a host calls it, to be timed beside other programs.
 ///
 /// usage: fmcw_demod_library_peer CAPTURE.cf32 FS TARGET, TARGET being 0, 1 or 2 for baseline, AVX2
 /// and AVX-512
 ///
 /// Answers each line on standard input with the processor time [s] that its job took, on one line:
-///   analysis       a whole analysis through the handle interface into a fresh result record
+///   analysis       a whole analysis through the handle interface into a fresh result record; after
+///                  the time, what it found: chirps, slope of the first one [kHz/us]
 ///   reused         the same into one record that it keeps
 ///   stft LENGTH    the configurable spectrogram at half overlap
 ///   power COUNT    channel power of the first COUNT samples, the capture repeating
 ///   memory         instead of a time: peak memory of an analysis besides input and result
 ///   [B/sample];
 ///                  to be asked first
-///   check          instead of a time: chirps, slope of the first one [kHz/us]
+///   check          instead of a time: what an analysis finds
 namespace orn::fmcw_demod_lib {
 namespace {
 
@@ -92,9 +95,9 @@ class host_t {
     text.precision(9);
     if (job == "analysis") {
       fmcw_measure_result_t result;
-      text << time_of([&] { analyse(result); });
+      text << time_of([&] { analyse(result); }) << ' ' << found_in(result);
     } else if (job == "reused") {
-      text << time_of([&] { analyse(kept_); });
+      text << time_of([&] { analyse(kept_); }) << ' ' << found_in(kept_);
     } else if (job == "stft") {
       text << spectrogram_time(static_cast<std::uint32_t>(size));
     } else if (job == "power") {
@@ -106,8 +109,7 @@ class host_t {
                   static_cast<double>(signal_.samples.size());
     } else if (job == "check") {
       analyse(kept_);
-      text << kept_.chirp_total << ' '
-           << (kept_.chirp_results.empty() ? 0.0 : kept_.chirp_results[0].slope);
+      text << found_in(kept_);
     } else {
       text << "unknown job: " << line;
     }
@@ -120,6 +122,11 @@ class host_t {
       std::fputs("the analysis failed\n", stderr);
       std::exit(1);
     }
+  }
+
+  static std::string found_in(const fmcw_measure_result_t& result) {
+    const auto& chirps = result.chirp_results;
+    return fmt::format("{} {}", result.chirp_total, chirps.empty() ? 0.0 : chirps[0].slope);
   }
 
   double spectrogram_time(std::uint32_t length) {

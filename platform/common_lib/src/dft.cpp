@@ -330,16 +330,20 @@ template <class T>
 void run_passes(std::span<const std::size_t> radices, std::size_t points, std::size_t stride,
                 angles_t<T> angles, planes_t<T>& data, planes_t<T>& passed) {
   for (const std::size_t radix : radices) {
+    // The last pass puts bins where it has taken elements from, which is in the cache.
+    planes_t<T>& out = points == radix ? data : passed;
     run(radix, pass_t<T>{{data.re.data(), data.im.data(), stride},
-                         passed.re.data(),
-                         passed.im.data(),
+                         out.re.data(),
+                         out.im.data(),
                          points,
                          stride,
                          angles});
+    if (points != radix) {
+      data.swap(passed);
+    }
     points /= radix;
     stride *= radix;
     angles = angles.after(radix);
-    data.swap(passed);
   }
 }
 

@@ -47,12 +47,6 @@ struct on_t {
   static constexpr std::size_t register_bytes = Target == target_t::avx512 ? 64
                                                 : Target == target_t::avx2 ? 32
                                                                            : 16;
-#if defined(FP_FAST_FMAF) && defined(FP_FAST_FMA)
-  static constexpr bool fused = true;
-#else
-  /// Whether std::fma is one instruction.
-  static constexpr bool fused = Target != target_t::baseline;
-#endif
 };
 
 namespace dispatch_detail {

@@ -41,7 +41,7 @@ class segment_spectra_t {
 
   /// The spectra of segments first ... first + lanes() - 1, `first` being a multiple of lanes().
   /// Lanes past segment `count` - 1 hold numbers without meaning. Valid until the next call.
-  const common_lib::planes_t<float>& operator()(std::size_t first, std::size_t count) {
+  common_lib::planes_t<float>& operator()(std::size_t first, std::size_t count) {
     if (first % loaded_ == 0) {
       load(first, std::min(loaded_, count - first));
     }
@@ -81,8 +81,8 @@ class segment_spectra_t {
 /// that is touched at once is cheapest.
 class level_rows_t {
  public:
-  level_rows_t(std::size_t length, std::size_t lanes, std::size_t row_count)
-      : length_(length), to_allocate_(row_count * row_bytes()), levels_(length * lanes) {}
+  level_rows_t(std::size_t length, std::size_t row_count)
+      : length_(length), to_allocate_(row_count * row_bytes()) {}
 
   /// Brings `rows`, the next ones, to their length, and has memory fetched in the meantime: theirs,
   /// or if they are new, what the rows after them will get, since heaps grow upwards.
@@ -103,10 +103,10 @@ class level_rows_t {
     }
   }
 
-  /// Fills the allocated rows from the spectra of as many lanes.
-  void fill(const common_lib::planes_t<float>& bins) {
-    kernels::spectral_levels(bins.re, bins.im, levels_);
-    kernels::lanes_to_centred_rows(levels_, bins.size() / length_, targets_);
+  /// Fills the allocated rows from the spectra of as many lanes, whose real parts become levels.
+  void fill(common_lib::planes_t<float>& bins) {
+    kernels::spectral_levels(bins.re, bins.im, bins.re);
+    kernels::lanes_to_centred_rows(bins.re, bins.size() / length_, targets_);
   }
 
  private:
@@ -127,7 +127,6 @@ class level_rows_t {
   std::size_t length_;
   std::size_t to_allocate_;   ///< bytes of the rows that are still to come
   std::size_t prepared_ = 0;  ///< of those, bytes that the heap is prepared for
-  common_lib::scratch_t<float> levels_;
   std::vector<float*> targets_;
 };
 
@@ -164,7 +163,7 @@ void FMCWAnalyze::compute_stft_wincfg(const std::vector<sample_t>& signal, float
     time[k] = static_cast<float>(doubled_centre) * 0.5F / fs;
   }
   segment_spectra_t spectra(signal, length, hop);
-  level_rows_t levels(length, spectra.lanes(), row_count);
+  level_rows_t levels(length, row_count);
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
     const std::size_t count = std::min(spectra.lanes(), row_count - k);
     levels.allocate(std::span(rows).subspan(k, count));
@@ -193,13 +192,13 @@ void FMCWAnalyze::compute_spectrogram(const std::vector<sample_t>& signal, float
   fill_frequency_axis(fs, result.spectrogram_freq_axis);
 
   segment_spectra_t spectra(signal, length, hop);
-  level_rows_t levels(length, spectra.lanes(), row_count);
+  level_rows_t levels(length, row_count);
   common_lib::scratch_t<float> magnitude(length * spectra.lanes());
   std::vector<std::uint32_t> strongest(spectra.lanes());
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
     const std::size_t count = std::min(spectra.lanes(), row_count - k);
     levels.allocate(std::span(rows).subspan(k, count));
-    const common_lib::planes_t<float>& bins = spectra(k, row_count);
+    common_lib::planes_t<float>& bins = spectra(k, row_count);
     kernels::magnitudes(bins.re, bins.im, magnitude);
     kernels::strongest_centred_bins(magnitude, strongest);
     for (std::size_t l = 0; l < count; ++l) {
@@ -222,7 +221,7 @@ void FMCWAnalyze::compute_psd(const std::vector<sample_t>& signal, float fs,
   freq.resize(length);
   fill_frequency_axis(fs, freq);
   segment_spectra_t spectra(signal, static_cast<std::uint32_t>(length), length);
-  level_rows_t levels(length, spectra.lanes(), 1);
+  level_rows_t levels(length, 1);
   levels.allocate(std::span(&magnitude_db, 1));
   levels.fill(spectra(0, 1));
 }

@@ -1,0 +1,219 @@
+#pragma once
+
+#include "basefunc/settle.h"
+#include "dispatch.h"
+
+#if defined(__x86_64__)
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#if defined(__GNUC__) && !defined(__clang__)
+// gcc 12 takes the undefined operands of its own unmasked intrinsics for uninitialised variables.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#include <immintrin.h>
+#pragma GCC diagnostic pop
+#else
+#include <immintrin.h>
+#endif
+
+/// The two figures of a level in intrinsics, which have operations for it that loops do not:
+/// approximate reciprocal roots, tables in registers, masks. bounded_registers.inc is their one
+/// body; avx2 and avx512 hold the operations that it is written in, each compiled for its target.
+namespace orn::fmcw_demod_lib::kernels {
+
+/// Equal parts of [1, 2), each with a centre, 2 Parts over a whole number. That of the first part
+/// is 1 and that of the last 2, so that logarithms near 0 come from no difference of larger ones.
+/// The logarithms take the bias of a float's exponent into account.
+template <std::size_t Parts>
+struct log10_table_t {
+  alignas(64) std::array<float, Parts> reciprocal;
+  alignas(64) std::array<float, Parts> high;  ///< parts of log10(centre) - 127 log10(2)
+  alignas(64) std::array<float, Parts> low;
+};
+
+/// log10(a / b), 1 <= a / b <= 2, by the series of bound_log10_by_doubles.
+constexpr double log10_of_ratio(double a, double b) {
+  const double s = (a - b) / (a + b);
+  double sum = 0.0;
+  for (int n = 39; n > 0; n -= 2) {
+    sum = sum * s * s + 1.0 / n;
+  }
+  return log10_constants_t::scale * s * sum;
+}
+
+template <std::size_t Parts>
+constexpr log10_table_t<Parts> make_log10_table() {
+  using k = log10_constants_t;
+  constexpr double one = 2.0 * Parts;
+  log10_table_t<Parts> table{};
+  for (std::size_t i = 0; i < Parts; ++i) {
+    const double middle = 1.0 + (static_cast<double>(i) + 0.5) / Parts;
+    double over = static_cast<double>(static_cast<int>(one / middle + 0.5));
+    over = i == 0 ? one : i + 1 == Parts ? one / 2 : over;
+    const double logarithm = log10_of_ratio(one, over);
+    table.reciprocal[i] = static_cast<float>(over / one);
+    table.high[i] = k::high(logarithm) - 127.0F * k::high(k::two);
+    table.low[i] = k::low(logarithm) - 127.0F * k::low(k::two);
+  }
+  return table;
+}
+
+template <std::size_t Parts>
+inline constexpr log10_table_t<Parts> log10_table = make_log10_table<Parts>();
+
+/// A bit per value of a block, set where its bounds have not settled it.
+using marks_t = std::array<std::uint64_t, block_length / 64>;
+
+/// Marks the values from `first` on that the bits of `mask` stand for.
+ORN_KERNEL inline void mark(marks_t& marks, std::size_t first, std::uint64_t mask) {
+  marks[first / 64] |= mask << (first % 64);
+}
+
+inline unsettled_t list_marked(const marks_t& marks) {
+  unsettled_t unsettled;
+  for (std::size_t k = 0; k < marks.size(); ++k) {
+    for (std::uint64_t left = marks[k]; left != 0; left &= left - 1) {
+      unsettled.index[unsettled.count++] =
+          static_cast<std::uint32_t>(64 * k) + static_cast<std::uint32_t>(std::countr_zero(left));
+    }
+  }
+  return unsettled;
+}
+
+namespace avx2 {
+
+#define ORN_REGISTER_TARGET ORN_TARGET_AVX2
+#define ORN_OPERATION ORN_KERNEL ORN_TARGET_AVX2 inline
+
+using floats_t = __m256;
+constexpr std::size_t width = 8;
+constexpr std::size_t parts = 16;
+constexpr float error_of_reciprocal_root = 0x1.8p-12F;
+
+ORN_OPERATION floats_t all(float x) { return _mm256_set1_ps(x); }
+ORN_OPERATION floats_t load(const float* from) { return _mm256_loadu_ps(from); }
+ORN_OPERATION void store(floats_t x, float* to) { _mm256_storeu_ps(to, x); }
+ORN_OPERATION floats_t fused(floats_t a, floats_t b, floats_t c) {
+  return _mm256_fmadd_ps(a, b, c);
+}
+ORN_OPERATION floats_t fused_less(floats_t a, floats_t b, floats_t c) {
+  return _mm256_fmsub_ps(a, b, c);
+}
+ORN_OPERATION floats_t less_fused(floats_t c, floats_t a, floats_t b) {
+  return _mm256_fnmadd_ps(a, b, c);
+}
+ORN_OPERATION floats_t square_root(floats_t x) { return _mm256_sqrt_ps(x); }
+ORN_OPERATION floats_t reciprocal_root(floats_t x) { return _mm256_rsqrt_ps(x); }
+
+ORN_OPERATION floats_t fraction(floats_t x) {
+  const __m256 bits = _mm256_castsi256_ps(_mm256_set1_epi32(0x007fffff));
+  return _mm256_or_ps(_mm256_and_ps(x, bits), all(1.0F));
+}
+ORN_OPERATION floats_t biased_exponent(floats_t x) {
+  return _mm256_cvtepi32_ps(_mm256_srli_epi32(_mm256_castps_si256(x), 23));
+}
+
+struct table_t {
+  floats_t first, second;
+};
+ORN_OPERATION table_t table_of(const std::array<float, parts>& values) {
+  return {load(values.data()), load(values.data() + width)};
+}
+ORN_OPERATION floats_t look_up(const table_t& table, floats_t x) {
+  const __m256i bits = _mm256_castps_si256(x);
+  const __m256i at = _mm256_srli_epi32(bits, 19);
+  // The highest bit of the part chooses the half of the table.
+  return _mm256_blendv_ps(_mm256_permutevar8x32_ps(table.first, at),
+                          _mm256_permutevar8x32_ps(table.second, at),
+                          _mm256_castsi256_ps(_mm256_slli_epi32(bits, 9)));
+}
+
+ORN_OPERATION std::uint64_t signs(__m256 x) {
+  return static_cast<std::uint8_t>(_mm256_movemask_ps(x));
+}
+ORN_OPERATION std::uint64_t unequal(floats_t a, floats_t b) {
+  return signs(_mm256_cmp_ps(a, b, _CMP_NEQ_UQ));
+}
+ORN_OPERATION std::uint64_t not_positive_normal(floats_t x) {
+  const __m256i bits = _mm256_castps_si256(x);
+  return signs(_mm256_castsi256_ps(
+      _mm256_or_si256(_mm256_cmpgt_epi32(_mm256_set1_epi32(0x00800000), bits),
+                      _mm256_cmpgt_epi32(bits, _mm256_set1_epi32(0x7f7fffff)))));
+}
+
+#include "basefunc/bounded_registers.inc"
+
+#undef ORN_OPERATION
+#undef ORN_REGISTER_TARGET
+
+}  // namespace avx2
+
+namespace avx512 {
+
+#define ORN_REGISTER_TARGET ORN_TARGET_AVX512
+#define ORN_OPERATION ORN_KERNEL ORN_TARGET_AVX512 inline
+
+using floats_t = __m512;
+constexpr std::size_t width = 16;
+constexpr std::size_t parts = 32;
+constexpr float error_of_reciprocal_root = 0x1p-14F;
+
+ORN_OPERATION floats_t all(float x) { return _mm512_set1_ps(x); }
+ORN_OPERATION floats_t load(const float* from) { return _mm512_loadu_ps(from); }
+ORN_OPERATION void store(floats_t x, float* to) { _mm512_storeu_ps(to, x); }
+ORN_OPERATION floats_t fused(floats_t a, floats_t b, floats_t c) {
+  return _mm512_fmadd_ps(a, b, c);
+}
+ORN_OPERATION floats_t fused_less(floats_t a, floats_t b, floats_t c) {
+  return _mm512_fmsub_ps(a, b, c);
+}
+ORN_OPERATION floats_t less_fused(floats_t c, floats_t a, floats_t b) {
+  return _mm512_fnmadd_ps(a, b, c);
+}
+ORN_OPERATION floats_t square_root(floats_t x) { return _mm512_sqrt_ps(x); }
+ORN_OPERATION floats_t reciprocal_root(floats_t x) { return _mm512_rsqrt14_ps(x); }
+
+ORN_OPERATION floats_t fraction(floats_t x) {
+  const __m512i bits = _mm512_set1_epi32(0x007fffff);
+  return _mm512_castsi512_ps(_mm512_or_si512(_mm512_and_si512(_mm512_castps_si512(x), bits),
+                                             _mm512_castps_si512(all(1.0F))));
+}
+ORN_OPERATION floats_t biased_exponent(floats_t x) {
+  return _mm512_cvtepi32_ps(_mm512_srli_epi32(_mm512_castps_si512(x), 23));
+}
+
+struct table_t {
+  floats_t first, second;
+};
+ORN_OPERATION table_t table_of(const std::array<float, parts>& values) {
+  return {load(values.data()), load(values.data() + width)};
+}
+ORN_OPERATION floats_t look_up(const table_t& table, floats_t x) {
+  const __m512i at = _mm512_srli_epi32(_mm512_castps_si512(x), 18);
+  return _mm512_permutex2var_ps(table.first, at, table.second);
+}
+
+ORN_OPERATION std::uint64_t unequal(floats_t a, floats_t b) {
+  return _mm512_cmp_ps_mask(a, b, _CMP_NEQ_UQ);
+}
+ORN_OPERATION std::uint64_t not_positive_normal(floats_t x) {
+  const __m512i smallest = _mm512_set1_epi32(0x00800000);
+  const __m512i count = _mm512_set1_epi32(0x7f000000);
+  return _mm512_cmpge_epu32_mask(_mm512_sub_epi32(_mm512_castps_si512(x), smallest), count);
+}
+
+#include "basefunc/bounded_registers.inc"
+
+#undef ORN_OPERATION
+#undef ORN_REGISTER_TARGET
+
+}  // namespace avx512
+}  // namespace orn::fmcw_demod_lib::kernels
+
+#endif

@@ -349,7 +349,7 @@ void run_passes(std::span<const std::size_t> radices, std::size_t points, std::s
 
 /// Elements of a plane up to which passes go over all of it at once.
 template <class T>
-constexpr std::size_t cached = (std::size_t{1} << 18) / sizeof(T);
+constexpr std::size_t cached = (std::size_t{1} << 19) / sizeof(T);
 
 /// Lanes of weighted series, interleaved.
 void read(const weighted_series_t& series, std::size_t lanes, planes_t<float>& data) {

@@ -54,15 +54,8 @@ class segment_spectra_t {
   /// Sorts the samples of `count` segments by their position modulo the hop: the samples that an
   /// index has in neighbouring segments are neighbours then.
   void load(std::size_t first, std::size_t count) {
-    const auto samples = samples_.subspan(first * hop_, (count - 1) * hop_ + weights_.size());
-    for (std::size_t phase = 0; phase < hop_; ++phase) {
-      float* re = &phases_.re[phase * pitch_];
-      float* im = &phases_.im[phase * pitch_];
-      for (std::size_t i = phase; i < samples.size(); i += hop_) {
-        *re++ = samples[i].real();
-        *im++ = samples[i].imag();
-      }
-    }
+    kernels::sort_by_phase(samples_.subspan(first * hop_, (count - 1) * hop_ + weights_.size()),
+                           hop_, pitch_, phases_.re, phases_.im);
   }
 
   std::span<const sample_t> samples_;

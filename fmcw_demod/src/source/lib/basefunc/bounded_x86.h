@@ -94,7 +94,7 @@ namespace avx2 {
 using floats_t = __m256;
 constexpr std::size_t width = 8;
 constexpr std::size_t parts = 16;
-constexpr float error_of_reciprocal_root = 0x1.8p-12F;
+constexpr float error_of_reciprocal_root = 0x1.81p-12F;
 
 ORN_OPERATION floats_t all(float x) { return _mm256_set1_ps(x); }
 ORN_OPERATION floats_t load(const float* from) { return _mm256_loadu_ps(from); }
@@ -162,7 +162,7 @@ namespace avx512 {
 using floats_t = __m512;
 constexpr std::size_t width = 16;
 constexpr std::size_t parts = 32;
-constexpr float error_of_reciprocal_root = 0x1p-14F;
+constexpr float error_of_reciprocal_root = 0x1.01p-14F;
 
 ORN_OPERATION floats_t all(float x) { return _mm512_set1_ps(x); }
 ORN_OPERATION floats_t load(const float* from) { return _mm512_loadu_ps(from); }

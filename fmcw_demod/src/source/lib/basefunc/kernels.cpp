@@ -55,21 +55,30 @@ ORN_KERNEL inline void squared_magnitudes(const sample_t* samples, std::size_t c
 
 using quad_t = common_lib::vector_of_t<float, 16>::type;
 
-/// Transposes the 4 by 4 values at `from`, `pitch` from one line to the next, into four rows.
-ORN_KERNEL inline void transpose_tile(const float* from, std::size_t pitch, float* const* rows,
-                                      std::size_t at) {
-  const auto a = common_lib::load<quad_t>(from);
-  const auto b = common_lib::load<quad_t>(from + pitch);
-  const auto c = common_lib::load<quad_t>(from + 2 * pitch);
-  const auto d = common_lib::load<quad_t>(from + 3 * pitch);
+/// Transposes four lines of four values.
+ORN_KERNEL inline std::array<quad_t, 4> transposed(const std::array<quad_t, 4>& lines) {
+  const auto& [a, b, c, d] = lines;
   const quad_t ab_low = __builtin_shufflevector(a, b, 0, 4, 1, 5);
   const quad_t ab_high = __builtin_shufflevector(a, b, 2, 6, 3, 7);
   const quad_t cd_low = __builtin_shufflevector(c, d, 0, 4, 1, 5);
   const quad_t cd_high = __builtin_shufflevector(c, d, 2, 6, 3, 7);
-  common_lib::store(quad_t(__builtin_shufflevector(ab_low, cd_low, 0, 1, 4, 5)), rows[0] + at);
-  common_lib::store(quad_t(__builtin_shufflevector(ab_low, cd_low, 2, 3, 6, 7)), rows[1] + at);
-  common_lib::store(quad_t(__builtin_shufflevector(ab_high, cd_high, 0, 1, 4, 5)), rows[2] + at);
-  common_lib::store(quad_t(__builtin_shufflevector(ab_high, cd_high, 2, 3, 6, 7)), rows[3] + at);
+  return {__builtin_shufflevector(ab_low, cd_low, 0, 1, 4, 5),
+          __builtin_shufflevector(ab_low, cd_low, 2, 3, 6, 7),
+          __builtin_shufflevector(ab_high, cd_high, 0, 1, 4, 5),
+          __builtin_shufflevector(ab_high, cd_high, 2, 3, 6, 7)};
+}
+
+/// Transposes the 4 by 4 values at `from`, `pitch` from one line to the next, into four rows.
+ORN_KERNEL inline void transpose_tile(const float* from, std::size_t pitch, float* const* rows,
+                                      std::size_t at) {
+  std::array<quad_t, 4> lines;
+  for (std::size_t i = 0; i < 4; ++i) {
+    lines[i] = common_lib::load<quad_t>(from + i * pitch);
+  }
+  lines = transposed(lines);
+  for (std::size_t i = 0; i < 4; ++i) {
+    common_lib::store(lines[i], rows[i] + at);
+  }
 }
 
 ORN_KERNEL inline double added(const block_t<float>& values, std::size_t count, double sum) {
@@ -199,23 +208,26 @@ chirp_sums_t chirp_sums(std::span<const float> time, std::span<const double> fre
       const float* const t = &time[first];
       const double* const f = &freq[first];
       alignas(64) block_t<float> power;
+      alignas(64) block_t<double> square;
+      alignas(64) block_t<double> x;
       alignas(64) block_t<double> y;
       alignas(64) block_t<double> xx;
       alignas(64) block_t<double> xy;
       squared_magnitudes<decltype(on)>(&samples[first], count, power);
       for (std::size_t i = 0; i < count; ++i) {
-        const double x = t[i];
+        square[i] = power[i];
+        x[i] = t[i];
         y[i] = static_cast<float>(f[i]);
-        xx[i] = x * x;
-        xy[i] = x * y[i];
+        xx[i] = x[i] * x[i];
+        xy[i] = x[i] * y[i];
       }
       // An ordered sum costs the latency of its additions: five of them cost no more than one.
       for (std::size_t i = 0; i < count; ++i) {
-        sums.x += t[i];
+        sums.x += x[i];
         sums.y += y[i];
         sums.xx += xx[i];
         sums.xy += xy[i];
-        power_sum += power[i];
+        power_sum += square[i];
       }
       extremes.add(power, count);
     });
@@ -226,9 +238,10 @@ chirp_sums_t chirp_sums(std::span<const float> time, std::span<const double> fre
 
 namespace {
 
-/// Trapezoid of frequency [Hz] as a turn rate [rad/s].
+/// Trapezoid of frequency [Hz] as a turn rate [rad/s], (before + after) / 2 times 2 pi: halving and
+/// doubling round nothing.
 ORN_KERNEL inline double mean_turn_rate(float before, float after) {
-  return static_cast<double>(after + before) * 0.5 * two_pi;
+  return static_cast<double>(after + before) * pi;
 }
 
 ORN_KERNEL inline float phase_step(float before, float after, double dt, float /*time_step*/,
@@ -368,6 +381,26 @@ sweep_t sweep(std::span<const double> freq, std::span<const float> slope, float 
 
 namespace {
 
+/// Four samples of each of four columns, `hop` apart, to as many lines of both planes.
+ORN_KERNEL inline void sort_tile(const sample_t* samples, std::size_t hop, float* re, float* im,
+                                 std::size_t pitch) {
+  std::array<quad_t, 4> re_lines;
+  std::array<quad_t, 4> im_lines;
+  for (std::size_t l = 0; l < 4; ++l) {
+    const auto* const parts = reinterpret_cast<const float*>(samples + l * hop);
+    const auto a = common_lib::load<quad_t>(parts);
+    const auto b = common_lib::load<quad_t>(parts + 4);
+    re_lines[l] = __builtin_shufflevector(a, b, 0, 2, 4, 6);
+    im_lines[l] = __builtin_shufflevector(a, b, 1, 3, 5, 7);
+  }
+  re_lines = transposed(re_lines);
+  im_lines = transposed(im_lines);
+  for (std::size_t i = 0; i < 4; ++i) {
+    common_lib::store(re_lines[i], re + i * pitch);
+    common_lib::store(im_lines[i], im + i * pitch);
+  }
+}
+
 /// Copies the bins [first, last) to the rows from element `at` on.
 ORN_KERNEL inline void lanes_to_rows(std::span<const float> values, std::size_t lanes,
                                      std::size_t first, std::size_t last,
@@ -391,6 +424,28 @@ ORN_KERNEL inline void lanes_to_rows(std::span<const float> values, std::size_t 
 }
 
 }  // namespace
+
+void sort_by_phase(std::span<const sample_t> samples, std::size_t hop, std::size_t pitch,
+                   std::span<float> re, std::span<float> im) noexcept {
+  const std::size_t columns = samples.size() / hop;
+  const std::size_t tiled_columns = columns / 4 * 4;
+  const std::size_t tiled_phases = hop / 4 * 4;
+  dispatch([=](auto /*on*/) ORN_KERNEL {
+    for (std::size_t phase = 0; phase < tiled_phases; phase += 4) {
+      for (std::size_t column = 0; column < tiled_columns; column += 4) {
+        const std::size_t to = phase * pitch + column;
+        sort_tile(&samples[column * hop + phase], hop, &re[to], &im[to], pitch);
+      }
+    }
+  });
+  for (std::size_t phase = 0; phase < hop; ++phase) {
+    std::size_t column = phase < tiled_phases ? tiled_columns : 0;
+    for (std::size_t i = column * hop + phase; i < samples.size(); i += hop, ++column) {
+      re[phase * pitch + column] = samples[i].real();
+      im[phase * pitch + column] = samples[i].imag();
+    }
+  }
+}
 
 void lanes_to_centred_rows(std::span<const float> values, std::size_t lanes,
                            std::span<float* const> rows) noexcept {
@@ -733,8 +788,7 @@ void integrate_phase(std::span<const float> time, std::span<const float> freq,
       float* const out = &phase[first + 1];
       alignas(64) block_t<double> term;
       for (std::size_t i = 0; i < count; ++i) {
-        term[i] = static_cast<double>(f[i + 1] + f[i]) * 0.5 * two_pi *
-                  static_cast<double>(t[i + 1] - t[i]);
+        term[i] = mean_turn_rate(f[i], f[i + 1]) * static_cast<double>(t[i + 1] - t[i]);
       }
       for (std::size_t i = 0; i < count; ++i) {
         running += term[i];

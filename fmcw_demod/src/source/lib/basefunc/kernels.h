@@ -35,6 +35,11 @@ squares_t squares(std::span<const sample_t> samples) noexcept;
 void magnitudes(std::span<const float> re, std::span<const float> im,
                 std::span<float> out) noexcept;
 
+/// Sorts samples by their position modulo `hop`: sample i goes to (i % hop) * pitch + i / hop of
+/// both planes, next to the samples one hop before and after it.
+void sort_by_phase(std::span<const sample_t> samples, std::size_t hop, std::size_t pitch,
+                   std::span<float> re, std::span<float> im) noexcept;
+
 /// Copies lanes into rows with the negative frequencies first.
 /// values  bin i of lane l at i * lanes + l
 /// rows    one pointer per lane from the first on to a row of values.size() / lanes elements

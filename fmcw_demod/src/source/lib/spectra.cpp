@@ -77,32 +77,50 @@ class level_rows_t {
   level_rows_t(std::size_t length, std::size_t row_count)
       : length_(length), to_allocate_(row_count * row_bytes()) {}
 
-  /// Brings `rows`, the next ones, to their length, and has memory fetched in the meantime: theirs,
-  /// or if they are new, what the rows after them will get, since heaps grow upwards.
-  void allocate(std::span<std::vector<float>> rows) {
+  /// Brings the first `count` of the rows that are left to their length. Those after them, if they
+  /// have no memory yet, will get it where the heap grows to.
+  void allocate(std::span<std::vector<float>> rows, std::size_t count) {
     targets_.clear();
-    for (std::vector<float>& row : rows) {
-      std::size_t ahead = 0;
+    next_.clear();
+    for (std::size_t l = 0; l < count; ++l) {
+      std::vector<float>& row = rows[l];
       if (row.capacity() < length_) {
         prepare_memory();
-        ahead = rows.size() * row_bytes();
       }
       row.resize(length_);
       targets_.push_back(row.data());
-      const char* const fetched = reinterpret_cast<const char*>(row.data()) + ahead;
-      for (std::size_t i = 0; i < row_bytes(); i += 64) {
-        __builtin_prefetch(fetched + i, 1);
-      }
+      const bool known = l + count < rows.size() && rows[l + count].capacity() >= length_;
+      next_.push_back(known ? reinterpret_cast<const char*>(rows[l + count].data())
+                            : reinterpret_cast<const char*>(row.data()) + count * row_bytes());
     }
   }
 
   /// Fills the allocated rows from the spectra of as many lanes, whose real parts become levels.
+  /// In between, a few at a time so that computing does not wait for them, it has the next rows
+  /// fetched.
   void fill(common_lib::planes_t<float>& bins) {
-    kernels::spectral_levels(bins.re, bins.im, bins.re);
-    kernels::lanes_to_centred_rows(bins.re, bins.size() / length_, targets_);
+    const std::size_t lanes = bins.size() / length_;
+    const std::size_t together = std::clamp<std::size_t>(256 / length_, 1, lanes);
+    for (std::size_t l = 0; l < lanes; l += together) {
+      fetch_next(l, l + together);
+      const std::size_t first = l * length_;
+      const std::size_t count = std::min(together * length_, bins.size() - first);
+      kernels::spectral_levels(std::span(bins.re).subspan(first, count),
+                               std::span(bins.im).subspan(first, count),
+                               std::span(bins.re).subspan(first, count));
+    }
+    kernels::lanes_to_centred_rows(bins.re, lanes, targets_);
   }
 
  private:
+  void fetch_next(std::size_t first, std::size_t last) const {
+    for (std::size_t l = first; l < std::min(last, next_.size()); ++l) {
+      for (std::size_t i = 0; i < row_bytes(); i += 64) {
+        __builtin_prefetch(next_[l] + i, 1);
+      }
+    }
+  }
+
   /// A row with what an allocator adds.
   std::size_t row_bytes() const { return length_ * sizeof(float) + 16; }
 
@@ -118,9 +136,10 @@ class level_rows_t {
   }
 
   std::size_t length_;
-  std::size_t to_allocate_;   ///< bytes of the rows that are still to come
-  std::size_t prepared_ = 0;  ///< of those, bytes that the heap is prepared for
-  std::vector<float*> targets_;
+  std::size_t to_allocate_;        ///< bytes of the rows that are still to come
+  std::size_t prepared_ = 0;       ///< of those, bytes that the heap is prepared for
+  std::vector<float*> targets_;    ///< rows of the batch
+  std::vector<const char*> next_;  ///< rows of the next batch
 };
 
 /// Bin frequencies [Hz] of a centred spectrum; for an odd length no bin sits at 0.
@@ -159,7 +178,7 @@ void FMCWAnalyze::compute_stft_wincfg(const std::vector<sample_t>& signal, float
   level_rows_t levels(length, row_count);
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
     const std::size_t count = std::min(spectra.lanes(), row_count - k);
-    levels.allocate(std::span(rows).subspan(k, count));
+    levels.allocate(std::span(rows).subspan(k), count);
     levels.fill(spectra(k, row_count));
   }
 }
@@ -190,7 +209,7 @@ void FMCWAnalyze::compute_spectrogram(const std::vector<sample_t>& signal, float
   std::vector<std::uint32_t> strongest(spectra.lanes());
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
     const std::size_t count = std::min(spectra.lanes(), row_count - k);
-    levels.allocate(std::span(rows).subspan(k, count));
+    levels.allocate(std::span(rows).subspan(k), count);
     common_lib::planes_t<float>& bins = spectra(k, row_count);
     kernels::magnitudes(bins.re, bins.im, magnitude);
     kernels::strongest_centred_bins(magnitude, strongest);
@@ -215,7 +234,7 @@ void FMCWAnalyze::compute_psd(const std::vector<sample_t>& signal, float fs,
   fill_frequency_axis(fs, freq);
   segment_spectra_t spectra(signal, static_cast<std::uint32_t>(length), length);
   level_rows_t levels(length, 1);
-  levels.allocate(std::span(&magnitude_db, 1));
+  levels.allocate(std::span(&magnitude_db, 1), 1);
   levels.fill(spectra(0, 1));
 }
 

@@ -102,7 +102,11 @@ class level_rows_t {
     const std::size_t lanes = bins.size() / length_;
     const std::size_t together = std::clamp<std::size_t>(256 / length_, 1, lanes);
     for (std::size_t l = 0; l < lanes; l += together) {
-      fetch_next(l, l + together);
+      for (std::size_t r = l; r < std::min(l + together, next_.size()); ++r) {
+        for (std::size_t i = 0; i < row_bytes(); i += 64) {
+          __builtin_prefetch(next_[r] + i, 1);
+        }
+      }
       const std::size_t first = l * length_;
       const std::size_t count = std::min(together * length_, bins.size() - first);
       kernels::spectral_levels(std::span(bins.re).subspan(first, count),
@@ -113,14 +117,6 @@ class level_rows_t {
   }
 
  private:
-  void fetch_next(std::size_t first, std::size_t last) const {
-    for (std::size_t l = first; l < std::min(last, next_.size()); ++l) {
-      for (std::size_t i = 0; i < row_bytes(); i += 64) {
-        __builtin_prefetch(next_[l] + i, 1);
-      }
-    }
-  }
-
   /// A row with what an allocator adds.
   std::size_t row_bytes() const { return length_ * sizeof(float) + 16; }
 

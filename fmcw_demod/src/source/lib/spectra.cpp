@@ -99,21 +99,19 @@ class level_rows_t {
   /// In between, a few at a time so that computing does not wait for them, it has the next rows
   /// fetched.
   void fill(common_lib::planes_t<float>& bins) {
-    const std::size_t lanes = bins.size() / length_;
-    const std::size_t together = std::clamp<std::size_t>(256 / length_, 1, lanes);
-    for (std::size_t l = 0; l < lanes; l += together) {
-      for (std::size_t r = l; r < std::min(l + together, next_.size()); ++r) {
+    constexpr std::size_t together = 256;  // levels
+    std::size_t fetched = 0;
+    for (std::size_t first = 0; first < bins.size(); first += together) {
+      const std::size_t count = std::min(together, bins.size() - first);
+      for (; fetched < next_.size() && fetched * length_ < first + count; ++fetched) {
         for (std::size_t i = 0; i < row_bytes(); i += 64) {
-          __builtin_prefetch(next_[r] + i, 1);
+          __builtin_prefetch(next_[fetched] + i, 1);
         }
       }
-      const std::size_t first = l * length_;
-      const std::size_t count = std::min(together * length_, bins.size() - first);
-      kernels::spectral_levels(std::span(bins.re).subspan(first, count),
-                               std::span(bins.im).subspan(first, count),
-                               std::span(bins.re).subspan(first, count));
+      const auto re = std::span(bins.re).subspan(first, count);
+      kernels::spectral_levels(re, std::span(bins.im).subspan(first, count), re);
     }
-    kernels::lanes_to_centred_rows(bins.re, lanes, targets_);
+    kernels::lanes_to_centred_rows(bins.re, bins.size() / length_, targets_);
   }
 
  private:

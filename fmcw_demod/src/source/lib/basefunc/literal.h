@@ -43,7 +43,7 @@ ORN_KERNEL inline bool is_positive_normal(float x) noexcept {
 }
 
 /// Values that are worked on together: their intermediate results stay in the first-level cache.
-constexpr std::size_t block_length = 128;
+constexpr std::size_t block_length = 64;
 template <class T>
 using block_t = std::array<T, block_length>;
 

@@ -28,8 +28,8 @@ namespace {
 constexpr double two_pi = 2.0 * std::numbers::pi;
 constexpr float infinity = std::numeric_limits<float>::infinity();
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-constexpr std::array<std::size_t, 13> lengths = {1,   2,   3,   15,  16,   17,  127,
-                                                 128, 129, 383, 640, 1301, 4613};
+constexpr std::array<std::size_t, 13> lengths = {1,  2,  3,   15,  16,   17,  63,
+                                                 64, 65, 191, 640, 1301, 4613};
 
 enum class kind_t { normal, wide, any_bits, special };
 constexpr std::array kinds = {kind_t::normal, kind_t::wide, kind_t::any_bits, kind_t::special};
@@ -415,6 +415,36 @@ TEST(Kernels, MeasureAChirpInIndexOrder) {
   });
 }
 
+TEST(Kernels, FindTheOutermostEdgesOfABand) {
+  on_all_numbers([](const std::vector<float>& trace, const std::vector<float>& other) {
+    for (const float lowest : {-0.5F, other[0]}) {
+      const float highest = lowest + 1.5F;
+      const auto inside = [=](float x) { return lowest <= x && x <= highest; };
+      std::size_t rise = trace.size();
+      std::size_t fall = 0;
+      for (std::size_t i = 1; i < trace.size(); ++i) {
+        if (inside(trace[i]) && !inside(trace[i - 1])) {
+          rise = std::min(rise, i);
+        }
+        if (!inside(trace[i]) && inside(trace[i - 1])) {
+          fall = i;
+        }
+      }
+      EXPECT_EQ(kernels::first_rise(trace, lowest, highest), rise);
+      EXPECT_EQ(kernels::last_fall(trace, lowest, highest), fall);
+    }
+  });
+  // One edge of each kind, at any place.
+  on_every_target([] {
+    for (std::size_t at = 1; at < 150; ++at) {
+      std::vector<float> trace(150, -1.0F);
+      std::fill(trace.begin() + static_cast<std::ptrdiff_t>(at), trace.end(), 1.0F);
+      EXPECT_EQ(kernels::first_rise(trace, 0.0F, 2.0F), at);
+      EXPECT_EQ(kernels::last_fall(trace, -2.0F, 0.0F), at);
+    }
+  });
+}
+
 TEST(Kernels, SelectWhatSortingWouldPutThere) {
   const auto nan_last = [](float a, float b) { return a < b || (std::isnan(b) && !std::isnan(a)); };
   for (const kind_t kind : kinds) {
@@ -438,8 +468,23 @@ TEST(Kernels, SelectWhatSortingWouldPutThere) {
   }
 }
 
-TEST(Kernels, SortSegmentsIntoLanesAndLanesIntoRows) {
+TEST(Kernels, SortSamplesIntoPhasesAndLanesIntoRows) {
   on_every_target([] {
+    for (const std::size_t hop : {1U, 3U, 4U, 6U, 17U}) {
+      for (const std::size_t columns : {1U, 4U, 9U}) {
+        const std::size_t count = hop * columns + hop / 2;
+        const auto samples =
+            samples_of(numbers(count, kind_t::wide, 7), numbers(count, kind_t::wide, 8));
+        const std::size_t pitch = columns + 2;
+        std::vector<float> re(hop * pitch);
+        std::vector<float> im(hop * pitch);
+        kernels::sort_by_phase(samples, hop, pitch, re, im);
+        for (std::size_t i = 0; i < count; ++i) {
+          const std::size_t at = i % hop * pitch + i / hop;
+          EXPECT_EQ(sample_t(re[at], im[at]), samples[i]);
+        }
+      }
+    }
     for (const std::size_t bins : {1U, 4U, 7U, 64U}) {
       for (const std::size_t lanes : {1U, 8U, 16U}) {
         for (std::size_t used = 1; used <= lanes; ++used) {

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "basefunc/bounded.h"
+#include "basefunc/kernels.h"
+#include "dispatch.h"
+
+#include <fmcw_demod/types.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <limits>
+#include <numbers>
+
+/// What kernels share that work on traces by the block.
+namespace orn::fmcw_demod_lib::kernels {
+
+/// Calls body(first, count) for the blocks of `size` values.
+template <class Body>
+ORN_KERNEL inline void for_each_block(std::size_t size, Body body) {
+  for (std::size_t first = 0; first < size; first += block_length) {
+    body(first, std::min(block_length, size - first));
+  }
+}
+
+/// |x|^2 of `count` samples, at most a block, |x| and its square each rounded to float.
+template <class On>
+ORN_KERNEL inline void squared_magnitudes(const sample_t* samples, std::size_t count,
+                                          block_t<float>& out) {
+  alignas(64) block_t<float> re;
+  alignas(64) block_t<float> im;
+  for (std::size_t i = 0; i < count; ++i) {
+    re[i] = samples[i].real();
+    im[i] = samples[i].imag();
+  }
+  magnitudes<On>(re.data(), im.data(), count, 0.0F, out);
+  for (std::size_t i = 0; i < count; ++i) {
+    out[i] *= out[i];
+  }
+}
+
+/// `sum` and the values, added in index order.
+ORN_KERNEL inline double added(const block_t<float>& values, std::size_t count, double sum) {
+  for (std::size_t i = 0; i < count; ++i) {
+    sum += values[i];
+  }
+  return sum;
+}
+
+/// Extremes of numbers, kept per lane: which of two equal numbers wins does not matter, and a NaN
+/// loses every comparison.
+template <class T>
+class extremes_t {
+ public:
+  ORN_KERNEL extremes_t(T lowest, T highest) {
+    lowest_.fill(lowest);
+    highest_.fill(highest);
+  }
+
+  /// Takes in `count` values, at most a block; the others are overwritten.
+  ORN_KERNEL void add(block_t<T>& values, std::size_t count) {
+    std::fill(values.begin() + static_cast<std::ptrdiff_t>(count), values.end(),
+              std::numeric_limits<T>::quiet_NaN());
+    for (std::size_t i = 0; i < block_length; i += lanes) {
+      for (std::size_t l = 0; l < lanes; ++l) {
+        const T value = values[i + l];
+        lowest_[l] = value < lowest_[l] ? value : lowest_[l];
+        highest_[l] = value > highest_[l] ? value : highest_[l];
+      }
+    }
+  }
+
+  T lowest() const { return *std::min_element(lowest_.begin(), lowest_.end()); }
+  T highest() const { return *std::max_element(highest_.begin(), highest_.end()); }
+
+ private:
+  static constexpr std::size_t lanes = 64 / sizeof(T);
+  alignas(64) std::array<T, lanes> lowest_;
+  alignas(64) std::array<T, lanes> highest_;
+};
+
+/// The result of `squares`.
+inline squares_t squares_of(double sum, const extremes_t<float>& extremes) {
+  const squares_t result{sum, extremes.lowest(), extremes.highest()};
+  constexpr float none = std::numeric_limits<float>::quiet_NaN();
+  return result.largest < result.smallest ? squares_t{sum, none, none} : result;
+}
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
+
+/// Trapezoid of frequency [Hz] as a turn rate [rad/s], (before + after) / 2 times 2 pi: halving and
+/// doubling round nothing.
+ORN_KERNEL inline double mean_turn_rate(float before, float after) {
+  return static_cast<double>(after + before) * std::numbers::pi;
+}
+
+}  // namespace orn::fmcw_demod_lib::kernels

@@ -1,0 +1,208 @@
+#include "basefunc/kernels.h"
+#include "basefunc/kernels/blocks.h"
+#include "dispatch.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+
+namespace orn::fmcw_demod_lib::kernels {
+
+using common_lib::dispatch;
+
+line_sums_t line_sums(std::span<const float> x, std::span<const float> y) noexcept {
+  line_sums_t sums{};
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const double x_i = x[i];
+    const double y_i = y[i];
+    sums.x += x_i;
+    sums.y += y_i;
+    sums.xx += x_i * x_i;
+    sums.xy += x_i * y_i;
+  }
+  return sums;
+}
+
+chirp_sums_t chirp_sums(std::span<const float> time, std::span<const double> freq,
+                        std::span<const sample_t> samples) noexcept {
+  chirp_sums_t result{};
+  dispatch([=, &result](auto on) ORN_KERNEL {
+    extremes_t<float> extremes(infinity, -infinity);
+    line_sums_t sums{};
+    double power_sum = 0.0;
+    for_each_block(time.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
+      const float* const t = &time[first];
+      const double* const f = &freq[first];
+      alignas(64) block_t<float> power;
+      alignas(64) block_t<double> square;
+      alignas(64) block_t<double> x;
+      alignas(64) block_t<double> y;
+      alignas(64) block_t<double> xx;
+      alignas(64) block_t<double> xy;
+      squared_magnitudes<decltype(on)>(&samples[first], count, power);
+      for (std::size_t i = 0; i < count; ++i) {
+        square[i] = power[i];
+        x[i] = t[i];
+        y[i] = static_cast<float>(f[i]);
+        xx[i] = x[i] * x[i];
+        xy[i] = x[i] * y[i];
+      }
+      // An ordered sum costs the latency of its additions: five of them cost no more than one.
+      for (std::size_t i = 0; i < count; ++i) {
+        sums.x += x[i];
+        sums.y += y[i];
+        sums.xx += xx[i];
+        sums.xy += xy[i];
+        power_sum += square[i];
+      }
+      extremes.add(power, count);
+    });
+    result = {sums, squares_of(power_sum, extremes)};
+  });
+  return result;
+}
+
+namespace {
+
+ORN_KERNEL inline float phase_step(float before, float after, double dt, float /*time_step*/,
+                                   float /*precision*/) {
+  return static_cast<float>(mean_turn_rate(before, after) * dt);
+}
+
+ORN_KERNEL inline double phase_step(float before, float after, double /*dt*/, float time_step,
+                                    double /*precision*/) {
+  return mean_turn_rate(before, after) * static_cast<double>(time_step);
+}
+
+ORN_KERNEL inline void copy_to(std::span<float> trace, std::size_t first, const float* values,
+                               std::size_t count) {
+  if (!trace.empty()) {
+    std::copy_n(values, count, &trace[first]);
+  }
+}
+
+}  // namespace
+
+template <class T>
+deviations_t<T> deviations(std::span<const float> time, std::span<const double> freq,
+                           const line_t& line, double dt,
+                           const deviation_traces_t& traces) noexcept {
+  deviations_t<T> result{};
+  dispatch([=, &result](auto /*on*/) ORN_KERNEL {
+    deviations_t<T> sums{};
+    extremes_t<float> residual_extremes(0.0F, 0.0F);
+    extremes_t<T> phase_extremes(T(0), T(0));
+    T measured_phase = 0;
+    T fitted_phase = 0;
+    for_each_block(time.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
+      // Element 0 is the last one of the block before; before the first it is the first itself,
+      // over a time step of zero.
+      alignas(64) std::array<float, block_length + 1> f;
+      alignas(64) std::array<float, block_length + 1> g;
+      alignas(64) std::array<float, block_length + 1> t;
+      for (std::size_t i = 0; i <= count; ++i) {
+        const std::size_t at = first + i - (first + i == 0 ? 0 : 1);
+        t[i] = time[at];
+        f[i] = static_cast<float>(freq[at]);
+        g[i] = t[i] * line.slope + line.intercept;
+      }
+      alignas(64) block_t<double> residual;
+      alignas(64) block_t<double> residual_square;
+      alignas(64) block_t<float> residual_magnitude;
+      alignas(64) block_t<float> residual_single;
+      alignas(64) block_t<T> measured_step;
+      alignas(64) block_t<T> fitted_step;
+      for (std::size_t i = 0; i < count; ++i) {
+        residual[i] = static_cast<double>(f[i + 1]) - static_cast<double>(g[i + 1]);
+        residual_square[i] = residual[i] * residual[i];
+        residual_single[i] = static_cast<float>(residual[i]);
+        residual_magnitude[i] = std::fabs(residual_single[i]);
+        measured_step[i] = phase_step(f[i], f[i + 1], dt, t[i + 1] - t[i], T());
+        fitted_step[i] = phase_step(g[i], g[i + 1], dt, t[i + 1] - t[i], T());
+      }
+      if (first == 0) {
+        measured_step[0] = fitted_step[0] = 0;
+      }
+      alignas(64) block_t<T> deviation;
+      alignas(64) block_t<float> fitted;
+      for (std::size_t i = 0; i < count; ++i) {
+        measured_phase += measured_step[i];
+        fitted_phase += fitted_step[i];
+        const T difference = measured_phase - fitted_phase;
+        deviation[i] = difference;
+        fitted[i] = static_cast<float>(fitted_phase);
+        sums.phase_sum += difference;
+        sums.phase_squares += difference * difference;
+        sums.residual_sum += residual[i];
+        sums.residual_squares += residual_square[i];
+      }
+      copy_to(traces.fitted, first, &g[1], count);
+      copy_to(traces.fitted_phase, first, fitted.data(), count);
+      copy_to(traces.residual, first, residual_single.data(), count);
+      if (!traces.phase_deviation.empty()) {
+        for (std::size_t i = 0; i < count; ++i) {
+          traces.phase_deviation[first + i] = static_cast<float>(deviation[i]);
+        }
+      }
+      for (std::size_t i = 0; i < count; ++i) {
+        deviation[i] = std::abs(deviation[i]);
+      }
+      residual_extremes.add(residual_magnitude, count);
+      phase_extremes.add(deviation, count);
+    });
+    // Rounding keeps order: the peak of rounded residuals is the rounded peak.
+    sums.residual_peak = residual_extremes.highest();
+    sums.phase_peak = phase_extremes.highest();
+    result = sums;
+  });
+  return result;
+}
+
+sweep_t sweep(std::span<const double> freq, std::span<const float> slope, float fitted_slope,
+              double unit) noexcept {
+  sweep_t result{};
+  dispatch([=, &result](auto /*on*/) ORN_KERNEL {
+    // A NaN in front stays: the range is then not a number.
+    const auto front = static_cast<float>(freq[0]);
+    extremes_t<float> range(front, front);
+    extremes_t<double> peak(0.0, 0.0);
+    sweep_t sums{};
+    for_each_block(freq.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
+      const double* const f = &freq[first];
+      const float* const s = &slope[first];
+      alignas(64) block_t<float> single;
+      alignas(64) block_t<double> scaled;
+      alignas(64) block_t<double> deviation;
+      alignas(64) block_t<double> square;
+      for (std::size_t i = 0; i < count; ++i) {
+        single[i] = static_cast<float>(f[i]);
+        scaled[i] = static_cast<double>(s[i]) * unit;
+        deviation[i] = (static_cast<double>(s[i]) - static_cast<double>(fitted_slope)) * unit;
+        square[i] = deviation[i] * deviation[i];
+      }
+      for (std::size_t i = 0; i < count; ++i) {
+        sums.slope_sum += scaled[i];
+        sums.deviation_sum += deviation[i];
+        sums.deviation_squares += square[i];
+      }
+      for (std::size_t i = 0; i < count; ++i) {
+        deviation[i] = std::abs(deviation[i]);
+      }
+      range.add(single, count);
+      peak.add(deviation, count);
+    });
+    sums.deviation_peak = peak.highest();
+    sums.lowest = range.lowest();
+    sums.highest = range.highest();
+    result = sums;
+  });
+  return result;
+}
+
+template deviations_t<float> deviations(std::span<const float>, std::span<const double>,
+                                        const line_t&, double, const deviation_traces_t&) noexcept;
+template deviations_t<double> deviations(std::span<const float>, std::span<const double>,
+                                         const line_t&, double, const deviation_traces_t&) noexcept;
+
+}  // namespace orn::fmcw_demod_lib::kernels

@@ -1,0 +1,110 @@
+#include "basefunc/kernels.h"
+#include "basefunc/kernels/tiles.h"
+#include "dispatch.h"
+#include "vector.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace orn::fmcw_demod_lib::kernels {
+
+using common_lib::dispatch;
+
+namespace {
+
+/// Four samples of each of four columns, `hop` apart, to as many lines of both planes.
+ORN_KERNEL inline void sort_tile(const sample_t* samples, std::size_t hop, float* re, float* im,
+                                 std::size_t pitch) {
+  std::array<quad_t, 4> re_lines;
+  std::array<quad_t, 4> im_lines;
+  for (std::size_t l = 0; l < 4; ++l) {
+    const auto* const parts = reinterpret_cast<const float*>(samples + l * hop);
+    const auto a = common_lib::load<quad_t>(parts);
+    const auto b = common_lib::load<quad_t>(parts + 4);
+    re_lines[l] = __builtin_shufflevector(a, b, 0, 2, 4, 6);
+    im_lines[l] = __builtin_shufflevector(a, b, 1, 3, 5, 7);
+  }
+  re_lines = transposed(re_lines);
+  im_lines = transposed(im_lines);
+  for (std::size_t i = 0; i < 4; ++i) {
+    common_lib::store(re_lines[i], re + i * pitch);
+    common_lib::store(im_lines[i], im + i * pitch);
+  }
+}
+
+/// Copies the bins [first, last) to the rows from element `at` on.
+ORN_KERNEL inline void lanes_to_rows(std::span<const float> values, std::size_t lanes,
+                                     std::size_t first, std::size_t last,
+                                     std::span<float* const> rows, std::size_t at) {
+  const std::size_t whole_tiles = rows.size() - rows.size() % 4;
+  for (; first + 4 <= last; first += 4, at += 4) {
+    for (std::size_t l = 0; l < whole_tiles; l += 4) {
+      transpose_tile(&values[first * lanes + l], lanes, &rows[l], at);
+    }
+    for (std::size_t l = whole_tiles; l < rows.size(); ++l) {
+      for (std::size_t i = 0; i < 4; ++i) {
+        rows[l][at + i] = values[(first + i) * lanes + l];
+      }
+    }
+  }
+  for (; first < last; ++first, ++at) {
+    for (std::size_t l = 0; l < rows.size(); ++l) {
+      rows[l][at] = values[first * lanes + l];
+    }
+  }
+}
+
+}  // namespace
+
+void sort_by_phase(std::span<const sample_t> samples, std::size_t hop, std::size_t pitch,
+                   std::span<float> re, std::span<float> im) noexcept {
+  const std::size_t columns = samples.size() / hop;
+  const std::size_t tiled_columns = columns / 4 * 4;
+  const std::size_t tiled_phases = hop / 4 * 4;
+  dispatch([=](auto /*on*/) ORN_KERNEL {
+    for (std::size_t phase = 0; phase < tiled_phases; phase += 4) {
+      for (std::size_t column = 0; column < tiled_columns; column += 4) {
+        const std::size_t to = phase * pitch + column;
+        sort_tile(&samples[column * hop + phase], hop, &re[to], &im[to], pitch);
+      }
+    }
+  });
+  for (std::size_t phase = 0; phase < hop; ++phase) {
+    std::size_t column = phase < tiled_phases ? tiled_columns : 0;
+    for (std::size_t i = column * hop + phase; i < samples.size(); i += hop, ++column) {
+      re[phase * pitch + column] = samples[i].real();
+      im[phase * pitch + column] = samples[i].imag();
+    }
+  }
+}
+
+void lanes_to_centred_rows(std::span<const float> values, std::size_t lanes,
+                           std::span<float* const> rows) noexcept {
+  dispatch([=](auto /*on*/) ORN_KERNEL {
+    const std::size_t bins = values.size() / lanes;
+    const std::size_t negative = (bins + 1) / 2;
+    lanes_to_rows(values, lanes, negative, bins, rows, 0);
+    lanes_to_rows(values, lanes, 0, negative, rows, bins - negative);
+  });
+}
+
+void strongest_centred_bins(std::span<const float> magnitude,
+                            std::span<std::uint32_t> strongest) noexcept {
+  const std::size_t lanes = strongest.size();
+  const std::size_t bins = magnitude.size() / lanes;
+  const std::size_t negative = (bins + 1) / 2;
+  for (std::size_t l = 0; l < lanes; ++l) {
+    float largest = magnitude[negative % bins * lanes + l];
+    strongest[l] = 0;
+    for (std::size_t i = 1; i < bins; ++i) {
+      const float candidate = magnitude[(negative + i) % bins * lanes + l];
+      if (candidate > largest) {
+        largest = candidate;
+        strongest[l] = static_cast<std::uint32_t>(i);
+      }
+    }
+  }
+}
+
+}  // namespace orn::fmcw_demod_lib::kernels

@@ -331,17 +331,18 @@ void run_passes(std::span<const std::size_t> radices, std::size_t points, std::s
                 angles_t<T> angles, planes_t<T>& data, planes_t<T>& passed) {
   for (const std::size_t radix : radices) {
     // The last pass puts bins where it has taken elements from, which is in the cache.
-    planes_t<T>& out = points == radix ? data : passed;
+    const std::size_t columns = points / radix;
+    planes_t<T>& out = columns == 1 ? data : passed;
     run(radix, pass_t<T>{{data.re.data(), data.im.data(), stride},
                          out.re.data(),
                          out.im.data(),
                          points,
                          stride,
                          angles});
-    if (points != radix) {
+    if (columns != 1) {
       data.swap(passed);
     }
-    points /= radix;
+    points = columns;
     stride *= radix;
     angles = angles.after(radix);
   }

@@ -37,7 +37,7 @@ struct log10_table_t {
   alignas(64) std::array<float, Parts> low;
 };
 
-/// log10(a / b), 1 <= a / b <= 2, by the series of bound_log10_by_doubles.
+/// log10(a / b), 1 <= a / b <= 2, by the series of log10_in_double.
 constexpr double log10_of_ratio(double a, double b) {
   const double s = (a - b) / (a + b);
   double sum = 0.0;
@@ -50,14 +50,15 @@ constexpr double log10_of_ratio(double a, double b) {
 template <std::size_t Parts>
 constexpr log10_table_t<Parts> make_log10_table() {
   using k = log10_constants_t;
-  constexpr double one = 2.0 * Parts;
   log10_table_t<Parts> table{};
   for (std::size_t i = 0; i < Parts; ++i) {
-    const double middle = 1.0 + (static_cast<double>(i) + 0.5) / Parts;
-    double over = static_cast<double>(static_cast<int>(one / middle + 0.5));
-    over = i == 0 ? one : i + 1 == Parts ? one / 2 : over;
-    const double logarithm = log10_of_ratio(one, over);
-    table.reciprocal[i] = static_cast<float>(over / one);
+    // One over the part's middle, in whole 1 / (2 Parts).
+    constexpr std::size_t one = 2 * Parts;
+    const std::size_t middle = one + 2 * i + 1;
+    const std::size_t nearest = (one * one + middle / 2) / middle;
+    const std::size_t over = i == 0 ? one : i + 1 == Parts ? one / 2 : nearest;
+    const double logarithm = log10_of_ratio(static_cast<double>(one), static_cast<double>(over));
+    table.reciprocal[i] = static_cast<float>(over) / static_cast<float>(one);
     table.high[i] = k::high(logarithm) - 127.0F * k::high(k::two);
     table.low[i] = k::low(logarithm) - 127.0F * k::low(k::two);
   }
@@ -67,21 +68,13 @@ constexpr log10_table_t<Parts> make_log10_table() {
 template <std::size_t Parts>
 inline constexpr log10_table_t<Parts> log10_table = make_log10_table<Parts>();
 
-/// A bit per value of a block, set where its bounds have not settled it.
-using marks_t = std::array<std::uint64_t, block_length / 64>;
+static_assert(block_length == 64, "a block has one bit per value in a 64-bit mark");
 
-/// Marks the values from `first` on that the bits of `mask` stand for.
-ORN_KERNEL inline void mark(marks_t& marks, std::size_t first, std::uint64_t mask) {
-  marks[first / 64] |= mask << (first % 64);
-}
-
-inline unsettled_t list_marked(const marks_t& marks) {
+/// Lists the values of a block that a bit marks.
+inline unsettled_t list_marked(std::uint64_t marked) {
   unsettled_t unsettled;
-  for (std::size_t k = 0; k < marks.size(); ++k) {
-    for (std::uint64_t left = marks[k]; left != 0; left &= left - 1) {
-      unsettled.index[unsettled.count++] =
-          static_cast<std::uint32_t>(64 * k) + static_cast<std::uint32_t>(std::countr_zero(left));
-    }
+  for (; marked != 0; marked &= marked - 1) {
+    unsettled.index[unsettled.count++] = static_cast<std::uint32_t>(std::countr_zero(marked));
   }
   return unsettled;
 }

@@ -191,8 +191,8 @@ float select_rank(std::span<const float> values, std::size_t rank,
     }
     std::sort(sample.begin(), sample.end(), nan_last);
     const auto numbers =
-        std::partition_point(sample.begin(), sample.end(), [](float x) { return !std::isnan(x); });
-    const std::span<const float> pivots(sample.begin(), numbers);
+        std::count_if(sample.begin(), sample.end(), [](float x) { return !std::isnan(x); });
+    const auto pivots = std::span(sample).first(static_cast<std::size_t>(numbers));
     for (std::size_t first = 0, last = pivots.size(); first < last;) {
       const std::size_t middle = (first + last) / 2;
       const int order = bracket.narrow(values, rank, pivots[middle]);

@@ -142,6 +142,16 @@ TEST(SlopeBand, KeepsFromTheFirstRiseToTheLastFall) {
   }
 }
 
+TEST(SlopeBand, MayEndBetweenFloats) {
+  // 90 and 110 lie outside by less than half of their spacing, which is 7.6e-6.
+  fmcw_demod_config_t config;
+  config.chirp_detect = fmcw_chirp_detect_t::configured;
+  config.advanced.chirp = {100.0, 10.0 - 2e-6, 0};
+  const auto found = find(config, runs({{10, 90.0F}, {80, 100.0F}, {10, 110.0F}}), 0, 99);
+  EXPECT_EQ(found.meas_start, 10);
+  EXPECT_EQ(found.meas_stop, 89);
+}
+
 TEST(SlopeBand, ComesFromTheSettingsOrTheMedian) {
   // 60 samples of 100, 40 of 106: the median is 100, 106 lies outside 5 % of it.
   const auto slope = runs({{5, 500.0F}, {55, 100.0F}, {35, 106.0F}, {5, 500.0F}});

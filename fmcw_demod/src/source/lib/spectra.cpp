@@ -66,7 +66,7 @@ class segment_spectra_t {
   std::size_t pitch_;                   ///< from a phase's first sample to the next phase's
   std::vector<float> weights_;          ///< of a segment's samples
   std::vector<std::size_t> offsets_;    ///< of a segment's samples in the phases
-  common_lib::planes_t<float> phases_;  ///< see load
+  common_lib::planes_t<float> phases_;  ///< the loaded samples, see kernels::sort_by_phase
   common_lib::planes_t<float> bins_;
 };
 

@@ -4,16 +4,14 @@
 #include "basefunc/settle.h"
 #include "dispatch.h"
 
-#include <algorithm>
-#include <array>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 
 /// Figures rounded to single precision at a fraction of their price: a value is computed cheaply
 /// between two bounds, and where both bounds round to the same float, that float is the figure.
-/// Where they do not, once in a few hundred values, the figure is computed as it is defined.
+/// Where they do not, once in a few hundred values, tighter bounds in double precision decide, and
+/// at last the definition.
 namespace orn::fmcw_demod_lib::kernels {
 
 /// Where the bounds have not settled the figure.

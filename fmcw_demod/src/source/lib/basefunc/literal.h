@@ -47,13 +47,11 @@ constexpr std::size_t block_length = 64;
 template <class T>
 using block_t = std::array<T, block_length>;
 
-/// 2 / ln 10, log10(2) and the logarithms of the two centres below; the high parts of the last
-/// three are multiples of 2^-18, so that sums of theirs with small integer factors are exact.
+/// 2 / ln 10 and log10(2). The high part of a logarithm is a multiple of 2^-18, so that sums of
+/// such parts with small integer factors are exact.
 struct log10_constants_t {
   static constexpr double scale = 0.86858896380650365530;
   static constexpr double two = 0.30102999566398119521;
-  static constexpr double centre_above = 0.07463361829690418068;   // of 1.1875
-  static constexpr double centre_below = -0.07378621416091866418;  // of 0.84375
 
   static constexpr float high(double x) {
     return static_cast<float>(static_cast<int>(x * 0x1p18)) * 0x1p-18F;

@@ -103,26 +103,6 @@ TEST(ConvSame, EqualsTheCentreOfTheFullConvolution) {
   }
 }
 
-/// One output at a time, in the documented order of operations.
-template <class T>
-std::vector<T> literal_conv_same(const std::vector<T>& x, const std::vector<T>& h) {
-  const std::size_t m = h.size();
-  std::vector<T> p(x.size() + m, T(0));
-  std::copy(x.begin(), x.end(), p.begin() + static_cast<std::ptrdiff_t>((m - 1) / 2));
-  std::vector<T> out(x.size());
-  for (std::size_t i = 0; i < x.size(); ++i) {
-    volatile T sum = 0;  // volatile: one rounding per step, whatever the optimiser would like
-    for (std::size_t k = 0; k < m / 2; ++k) {
-      volatile T pair = p[i + k] + p[i + m - 1 - k];
-      volatile T term = pair * h[k];
-      sum = sum + term;
-    }
-    volatile T centre = m % 2 != 0 ? h[m / 2] * p[i + m / 2] : T(0);
-    out[i] = m % 2 != 0 ? centre + sum : static_cast<T>(sum);
-  }
-  return out;
-}
-
 TEST(ConvSame, HandlesShortArguments) {
   EXPECT_THAT(conv_same({}, {1.0F}), IsEmpty());
   EXPECT_THAT(conv_same({1.0F, 2.0F}, {}), ElementsAre(1.0F, 2.0F));

@@ -103,6 +103,7 @@ class level_rows_t {
     std::size_t fetched = 0;
     for (std::size_t first = 0; first < bins.size(); first += together) {
       const std::size_t count = std::min(together, bins.size() - first);
+      // In place: gcc drops calls of a function that only prefetches.
       for (; fetched < next_.size() && fetched * length_ < first + count; ++fetched) {
         for (std::size_t i = 0; i < row_bytes(); i += 64) {
           __builtin_prefetch(next_[fetched] + i, 1);

@@ -52,7 +52,7 @@ void strongest_centred_bins(std::span<const float> magnitude,
                             std::span<std::uint32_t> strongest) noexcept;
 
 /// Level of each spectral bin [dB] in single precision, 20 log10(|X| + 1e-12).
-/// re, im  parts of the bins; out  as many elements
+/// re, im  parts of the bins; out  as many elements, may be re
 void spectral_levels(std::span<const float> re, std::span<const float> im,
                      std::span<float> out) noexcept;
 

@@ -3,11 +3,13 @@
 #include "basefunc/bounded.h"
 #include "basefunc/kernels.h"
 #include "dispatch.h"
+#include "vector.h"
 
 #include <fmcw_demod/types.h>
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <limits>
 #include <numbers>
@@ -49,38 +51,43 @@ ORN_KERNEL inline double added(const block_t<float>& values, std::size_t count, 
 
 /// Extremes of numbers, kept per lane: which of two equal numbers wins does not matter, and a NaN
 /// loses every comparison.
-template <class T>
+template <class T, class On>
 class extremes_t {
  public:
-  ORN_KERNEL extremes_t(T lowest, T highest) {
-    lowest_.fill(lowest);
-    highest_.fill(highest);
-  }
+  ORN_KERNEL extremes_t(T lowest, T highest)
+      : lowest_(lanes_t{} + lowest), highest_(lanes_t{} + highest) {}
 
   /// Takes in `count` values, at most a block; the others are overwritten.
   ORN_KERNEL void add(block_t<T>& values, std::size_t count) {
     std::fill(values.begin() + static_cast<std::ptrdiff_t>(count), values.end(),
               std::numeric_limits<T>::quiet_NaN());
-    for (std::size_t i = 0; i < block_length; i += lanes) {
-      for (std::size_t l = 0; l < lanes; ++l) {
-        const T value = values[i + l];
-        lowest_[l] = value < lowest_[l] ? value : lowest_[l];
-        highest_[l] = value > highest_[l] ? value : highest_[l];
-      }
+    for (std::size_t i = 0; i < block_length; i += common_lib::width_of<lanes_t, T>) {
+      const auto value = common_lib::load<lanes_t>(&values[i]);
+      lowest_ = value < lowest_ ? value : lowest_;
+      highest_ = value > highest_ ? value : highest_;
     }
   }
 
-  T lowest() const { return *std::min_element(lowest_.begin(), lowest_.end()); }
-  T highest() const { return *std::max_element(highest_.begin(), highest_.end()); }
+  ORN_KERNEL T lowest() const {
+    const auto values = std::bit_cast<values_t>(lowest_);
+    return *std::min_element(values.begin(), values.end());
+  }
+  ORN_KERNEL T highest() const {
+    const auto values = std::bit_cast<values_t>(highest_);
+    return *std::max_element(values.begin(), values.end());
+  }
 
  private:
-  static constexpr std::size_t lanes = 64 / sizeof(T);
-  alignas(64) std::array<T, lanes> lowest_;
-  alignas(64) std::array<T, lanes> highest_;
+  using lanes_t = common_lib::vector_t<T, On>;
+  using values_t = std::array<T, common_lib::width_of<lanes_t, T>>;
+
+  lanes_t lowest_;
+  lanes_t highest_;
 };
 
 /// The result of `squares`.
-inline squares_t squares_of(double sum, const extremes_t<float>& extremes) {
+template <class On>
+ORN_KERNEL inline squares_t squares_of(double sum, const extremes_t<float, On>& extremes) {
   const squares_t result{sum, extremes.lowest(), extremes.highest()};
   constexpr float none = std::numeric_limits<float>::quiet_NaN();
   return result.largest < result.smallest ? squares_t{sum, none, none} : result;

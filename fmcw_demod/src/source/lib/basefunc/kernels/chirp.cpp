@@ -28,7 +28,7 @@ chirp_sums_t chirp_sums(std::span<const float> time, std::span<const double> fre
                         std::span<const sample_t> samples) noexcept {
   chirp_sums_t result{};
   dispatch([=, &result](auto on) ORN_KERNEL {
-    extremes_t<float> extremes(infinity, -infinity);
+    extremes_t<float, decltype(on)> extremes(infinity, -infinity);
     line_sums_t sums{};
     double power_sum = 0.0;
     for_each_block(time.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
@@ -75,10 +75,13 @@ ORN_KERNEL inline double phase_step(float before, float after, double /*dt*/, fl
   return mean_turn_rate(before, after) * static_cast<double>(time_step);
 }
 
-ORN_KERNEL inline void copy_to(std::span<float> trace, std::size_t first, const float* values,
+template <class T>
+ORN_KERNEL inline void copy_to(std::span<float> trace, std::size_t first, const T* values,
                                std::size_t count) {
   if (!trace.empty()) {
-    std::copy_n(values, count, &trace[first]);
+    for (std::size_t i = 0; i < count; ++i) {
+      trace[first + i] = static_cast<float>(values[i]);
+    }
   }
 }
 
@@ -89,24 +92,20 @@ deviations_t<T> deviations(std::span<const float> time, std::span<const double> 
                            const line_t& line, double dt,
                            const deviation_traces_t& traces) noexcept {
   deviations_t<T> result{};
-  dispatch([=, &result](auto /*on*/) ORN_KERNEL {
+  dispatch([=, &result](auto on) ORN_KERNEL {
     deviations_t<T> sums{};
-    extremes_t<float> residual_extremes(0.0F, 0.0F);
-    extremes_t<T> phase_extremes(T(0), T(0));
+    extremes_t<float, decltype(on)> residual_extremes(0.0F, 0.0F);
     T measured_phase = 0;
     T fitted_phase = 0;
-    for_each_block(time.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
-      // Element 0 is the last one of the block before; before the first it is the first itself,
-      // over a time step of zero.
-      alignas(64) std::array<float, block_length + 1> f;
-      alignas(64) std::array<float, block_length + 1> g;
-      alignas(64) std::array<float, block_length + 1> t;
-      for (std::size_t i = 0; i <= count; ++i) {
-        const std::size_t at = first + i - (first + i == 0 ? 0 : 1);
-        t[i] = time[at];
-        f[i] = static_cast<float>(freq[at]);
-        g[i] = t[i] * line.slope + line.intercept;
-      }
+    // The first sample ends no interval, so it is a block of its own: its phases are 0.
+    for (std::size_t first = 0, count = 1; first < time.size();
+         first += count, count = std::min(block_length, time.size() - first)) {
+      const std::size_t lag = first == 0 ? 0 : 1;
+      const float* const t = &time[first];
+      const double* const f = &freq[first];
+      const float* const t_before = t - lag;
+      const double* const f_before = f - lag;
+      alignas(64) block_t<float> fitted;
       alignas(64) block_t<double> residual;
       alignas(64) block_t<double> residual_square;
       alignas(64) block_t<float> residual_magnitude;
@@ -114,46 +113,42 @@ deviations_t<T> deviations(std::span<const float> time, std::span<const double> 
       alignas(64) block_t<T> measured_step;
       alignas(64) block_t<T> fitted_step;
       for (std::size_t i = 0; i < count; ++i) {
-        residual[i] = static_cast<double>(f[i + 1]) - static_cast<double>(g[i + 1]);
+        const auto before = static_cast<float>(f_before[i]);
+        const auto here = static_cast<float>(f[i]);
+        const float fitted_before = t_before[i] * line.slope + line.intercept;
+        fitted[i] = t[i] * line.slope + line.intercept;
+        residual[i] = static_cast<double>(here) - static_cast<double>(fitted[i]);
         residual_square[i] = residual[i] * residual[i];
         residual_single[i] = static_cast<float>(residual[i]);
         residual_magnitude[i] = std::fabs(residual_single[i]);
-        measured_step[i] = phase_step(f[i], f[i + 1], dt, t[i + 1] - t[i], T());
-        fitted_step[i] = phase_step(g[i], g[i + 1], dt, t[i + 1] - t[i], T());
+        measured_step[i] = phase_step(before, here, dt, t[i] - t_before[i], T());
+        fitted_step[i] = phase_step(fitted_before, fitted[i], dt, t[i] - t_before[i], T());
       }
       if (first == 0) {
         measured_step[0] = fitted_step[0] = 0;
       }
+      alignas(64) block_t<float> phase;
       alignas(64) block_t<T> deviation;
-      alignas(64) block_t<float> fitted;
       for (std::size_t i = 0; i < count; ++i) {
         measured_phase += measured_step[i];
         fitted_phase += fitted_step[i];
         const T difference = measured_phase - fitted_phase;
+        phase[i] = static_cast<float>(fitted_phase);
         deviation[i] = difference;
-        fitted[i] = static_cast<float>(fitted_phase);
         sums.phase_sum += difference;
         sums.phase_squares += difference * difference;
+        sums.phase_peak = std::max(sums.phase_peak, std::abs(difference));
         sums.residual_sum += residual[i];
         sums.residual_squares += residual_square[i];
       }
-      copy_to(traces.fitted, first, &g[1], count);
-      copy_to(traces.fitted_phase, first, fitted.data(), count);
-      copy_to(traces.residual, first, residual_single.data(), count);
-      if (!traces.phase_deviation.empty()) {
-        for (std::size_t i = 0; i < count; ++i) {
-          traces.phase_deviation[first + i] = static_cast<float>(deviation[i]);
-        }
-      }
-      for (std::size_t i = 0; i < count; ++i) {
-        deviation[i] = std::abs(deviation[i]);
-      }
       residual_extremes.add(residual_magnitude, count);
-      phase_extremes.add(deviation, count);
-    });
+      copy_to(traces.fitted, first, fitted.data(), count);
+      copy_to(traces.fitted_phase, first, phase.data(), count);
+      copy_to(traces.residual, first, residual_single.data(), count);
+      copy_to(traces.phase_deviation, first, deviation.data(), count);
+    }
     // Rounding keeps order: the peak of rounded residuals is the rounded peak.
     sums.residual_peak = residual_extremes.highest();
-    sums.phase_peak = phase_extremes.highest();
     result = sums;
   });
   return result;
@@ -162,11 +157,11 @@ deviations_t<T> deviations(std::span<const float> time, std::span<const double> 
 sweep_t sweep(std::span<const double> freq, std::span<const float> slope, float fitted_slope,
               double unit) noexcept {
   sweep_t result{};
-  dispatch([=, &result](auto /*on*/) ORN_KERNEL {
+  dispatch([=, &result](auto on) ORN_KERNEL {
     // A NaN in front stays: the range is then not a number.
     const auto front = static_cast<float>(freq[0]);
-    extremes_t<float> range(front, front);
-    extremes_t<double> peak(0.0, 0.0);
+    extremes_t<float, decltype(on)> range(front, front);
+    extremes_t<double, decltype(on)> peak(0.0, 0.0);
     sweep_t sums{};
     for_each_block(freq.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       const double* const f = &freq[first];

@@ -32,7 +32,7 @@ double power_levels(std::span<const sample_t> samples, float impedance,
 squares_t squares(std::span<const sample_t> samples) noexcept {
   squares_t result{};
   dispatch([=, &result](auto on) ORN_KERNEL {
-    extremes_t<float> extremes(infinity, -infinity);
+    extremes_t<float, decltype(on)> extremes(infinity, -infinity);
     double sum = 0.0;
     for_each_block(samples.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
       alignas(64) block_t<float> power;

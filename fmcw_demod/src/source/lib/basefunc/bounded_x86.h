@@ -33,9 +33,13 @@ namespace orn::fmcw_demod_lib::kernels {
 template <std::size_t Parts>
 struct log10_table_t {
   alignas(64) std::array<float, Parts> reciprocal;
-  alignas(64) std::array<float, Parts> high;  ///< parts of log10(centre) - 127 log10(2)
-  alignas(64) std::array<float, Parts> low;
+  alignas(64) std::array<float, Parts> high;  ///< parts of log10(centre) - Bias log10(2)
+  alignas(64) std::array<float, Parts> low;   ///< less slack_of_level
 };
+
+/// How far a logarithm computed in registers is from the true one, at most: that and, where the
+/// table is short, the second times the square of the series' argument.
+constexpr float slack_of_level = 0x1p-35F;
 
 /// log10(a / b), 1 <= a / b <= 2, by the series of log10_in_double.
 constexpr double log10_of_ratio(double a, double b) {
@@ -47,7 +51,7 @@ constexpr double log10_of_ratio(double a, double b) {
   return log10_constants_t::scale * s * sum;
 }
 
-template <std::size_t Parts>
+template <std::size_t Parts, int Bias>
 constexpr log10_table_t<Parts> make_log10_table() {
   using k = log10_constants_t;
   log10_table_t<Parts> table{};
@@ -59,14 +63,14 @@ constexpr log10_table_t<Parts> make_log10_table() {
     const std::size_t over = i == 0 ? one : i + 1 == Parts ? one / 2 : nearest;
     const double logarithm = log10_of_ratio(static_cast<double>(one), static_cast<double>(over));
     table.reciprocal[i] = static_cast<float>(over) / static_cast<float>(one);
-    table.high[i] = k::high(logarithm) - 127.0F * k::high(k::two);
-    table.low[i] = k::low(logarithm) - 127.0F * k::low(k::two);
+    table.high[i] = k::high(logarithm) - float{Bias} * k::high(k::two);
+    table.low[i] = k::low(logarithm) - float{Bias} * k::low(k::two) - slack_of_level;
   }
   return table;
 }
 
-template <std::size_t Parts>
-inline constexpr log10_table_t<Parts> log10_table = make_log10_table<Parts>();
+template <std::size_t Parts, int Bias>
+inline constexpr log10_table_t<Parts> log10_table = make_log10_table<Parts, Bias>();
 
 static_assert(block_length == 64, "a block has one bit per value in a 64-bit mark");
 
@@ -87,6 +91,8 @@ namespace avx2 {
 using floats_t = __m256;
 constexpr std::size_t width = 8;
 constexpr std::size_t parts = 16;
+constexpr int bias = 127;  // of the exponent as `exponent` returns it
+constexpr float slack_of_level_square = 0x1p-24F;
 constexpr float error_of_reciprocal_root = 0x1.81p-12F;
 
 ORN_OPERATION floats_t all(float x) { return _mm256_set1_ps(x); }
@@ -101,14 +107,23 @@ ORN_OPERATION floats_t fused_less(floats_t a, floats_t b, floats_t c) {
 ORN_OPERATION floats_t less_fused(floats_t c, floats_t a, floats_t b) {
   return _mm256_fnmadd_ps(a, b, c);
 }
+ORN_OPERATION floats_t absolute(floats_t x) {
+  return _mm256_and_ps(x, _mm256_castsi256_ps(_mm256_set1_epi32(0x7fffffff)));
+}
+// Both return the second operand where one is NaN.
+ORN_OPERATION floats_t larger(floats_t a, floats_t b) { return _mm256_max_ps(a, b); }
+ORN_OPERATION floats_t smaller(floats_t a, floats_t b) { return _mm256_min_ps(a, b); }
 ORN_OPERATION floats_t square_root(floats_t x) { return _mm256_sqrt_ps(x); }
-ORN_OPERATION floats_t reciprocal_root(floats_t x) { return _mm256_rsqrt_ps(x); }
+ORN_OPERATION floats_t half_reciprocal_root(floats_t x) {
+  const __m256i bits = _mm256_castps_si256(_mm256_rsqrt_ps(x));
+  return _mm256_castsi256_ps(_mm256_sub_epi32(bits, _mm256_set1_epi32(0x00800000)));
+}
 
 ORN_OPERATION floats_t fraction(floats_t x) {
   const __m256 bits = _mm256_castsi256_ps(_mm256_set1_epi32(0x007fffff));
   return _mm256_or_ps(_mm256_and_ps(x, bits), all(1.0F));
 }
-ORN_OPERATION floats_t biased_exponent(floats_t x) {
+ORN_OPERATION floats_t exponent(floats_t x) {
   return _mm256_cvtepi32_ps(_mm256_srli_epi32(_mm256_castps_si256(x), 23));
 }
 
@@ -133,7 +148,7 @@ ORN_OPERATION std::uint64_t signs(__m256 x) {
 ORN_OPERATION std::uint64_t unequal(floats_t a, floats_t b) {
   return signs(_mm256_cmp_ps(a, b, _CMP_NEQ_UQ));
 }
-ORN_OPERATION std::uint64_t not_positive_normal(floats_t x) {
+ORN_OPERATION std::uint64_t unanswered(floats_t x) {
   const __m256i bits = _mm256_castps_si256(x);
   return signs(_mm256_castsi256_ps(
       _mm256_or_si256(_mm256_cmpgt_epi32(_mm256_set1_epi32(0x00800000), bits),
@@ -155,6 +170,8 @@ namespace avx512 {
 using floats_t = __m512;
 constexpr std::size_t width = 16;
 constexpr std::size_t parts = 32;
+constexpr int bias = 0;
+constexpr float slack_of_level_square = 0.0F;
 constexpr float error_of_reciprocal_root = 0x1.01p-14F;
 
 ORN_OPERATION floats_t all(float x) { return _mm512_set1_ps(x); }
@@ -169,17 +186,19 @@ ORN_OPERATION floats_t fused_less(floats_t a, floats_t b, floats_t c) {
 ORN_OPERATION floats_t less_fused(floats_t c, floats_t a, floats_t b) {
   return _mm512_fnmadd_ps(a, b, c);
 }
+ORN_OPERATION floats_t absolute(floats_t x) { return _mm512_abs_ps(x); }
+ORN_OPERATION floats_t larger(floats_t a, floats_t b) { return _mm512_max_ps(a, b); }
+ORN_OPERATION floats_t smaller(floats_t a, floats_t b) { return _mm512_min_ps(a, b); }
 ORN_OPERATION floats_t square_root(floats_t x) { return _mm512_sqrt_ps(x); }
-ORN_OPERATION floats_t reciprocal_root(floats_t x) { return _mm512_rsqrt14_ps(x); }
+ORN_OPERATION floats_t half_reciprocal_root(floats_t x) {
+  const __m512i bits = _mm512_castps_si512(_mm512_rsqrt14_ps(x));
+  return _mm512_castsi512_ps(_mm512_sub_epi32(bits, _mm512_set1_epi32(0x00800000)));
+}
 
 ORN_OPERATION floats_t fraction(floats_t x) {
-  const __m512i bits = _mm512_set1_epi32(0x007fffff);
-  return _mm512_castsi512_ps(_mm512_or_si512(_mm512_and_si512(_mm512_castps_si512(x), bits),
-                                             _mm512_castps_si512(all(1.0F))));
+  return _mm512_getmant_ps(x, _MM_MANT_NORM_1_2, _MM_MANT_SIGN_nan);
 }
-ORN_OPERATION floats_t biased_exponent(floats_t x) {
-  return _mm512_cvtepi32_ps(_mm512_srli_epi32(_mm512_castps_si512(x), 23));
-}
+ORN_OPERATION floats_t exponent(floats_t x) { return _mm512_getexp_ps(x); }
 
 struct table_t {
   floats_t first, second;
@@ -195,10 +214,8 @@ ORN_OPERATION floats_t look_up(const table_t& table, floats_t x) {
 ORN_OPERATION std::uint64_t unequal(floats_t a, floats_t b) {
   return _mm512_cmp_ps_mask(a, b, _CMP_NEQ_UQ);
 }
-ORN_OPERATION std::uint64_t not_positive_normal(floats_t x) {
-  const __m512i smallest = _mm512_set1_epi32(0x00800000);
-  const __m512i count = _mm512_set1_epi32(0x7f000000);
-  return _mm512_cmpge_epu32_mask(_mm512_sub_epi32(_mm512_castps_si512(x), smallest), count);
+ORN_OPERATION std::uint64_t unanswered(floats_t /*x*/) {
+  return 0;  // 0, infinities and NaN have no finite exponent, negative numbers a NaN as fraction
 }
 
 #include "basefunc/bounded_registers.inc"

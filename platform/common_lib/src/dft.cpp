@@ -50,6 +50,13 @@ ORN_KERNEL inline point_t<T> operator+(point_t<T> a, point_t<T> b) {
   return {a.re + b.re, a.im + b.im};
 }
 
+using common_lib::sum_by_product;
+
+template <class T>
+ORN_KERNEL inline point_t<T> sum_by_product(point_t<T> a, point_t<T> b) {
+  return {sum_by_product(a.re, b.re), sum_by_product(a.im, b.im)};
+}
+
 template <class T>
 ORN_KERNEL inline point_t<T> operator-(point_t<T> a, point_t<T> b) {
   return {a.re - b.re, a.im - b.im};
@@ -88,9 +95,9 @@ ORN_KERNEL inline void butterfly(std::array<point_t<Value>, Radix>& a,
   if constexpr (Radix == 2) {
     a = {a[0] + a[1], a[0] - a[1]};
   } else if constexpr (Radix == 4) {
-    const auto sum_even = a[0] + a[2];
+    const auto sum_even = sum_by_product(a[0], a[2]);
     const auto difference_even = a[0] - a[2];
-    const auto sum_odd = a[1] + a[3];
+    const auto sum_odd = sum_by_product(a[1], a[3]);
     const auto difference_odd = times_minus_i(a[1] - a[3]);
     a = {sum_even + sum_odd, difference_even + difference_odd, sum_even - sum_odd,
          difference_even - difference_odd};
@@ -103,8 +110,14 @@ ORN_KERNEL inline void butterfly(std::array<point_t<Value>, Radix>& a,
     odd[1] = {(odd[1].re + odd[1].im) * half_root, (odd[1].im - odd[1].re) * half_root};
     odd[2] = times_minus_i(odd[2]);
     odd[3] = {(odd[3].im - odd[3].re) * half_root, (-odd[3].re - odd[3].im) * half_root};
-    a = {even[0] + odd[0], even[1] + odd[1], even[2] + odd[2], even[3] + odd[3],
-         even[0] - odd[0], even[1] - odd[1], even[2] - odd[2], even[3] - odd[3]};
+    a = {sum_by_product(even[0], odd[0]),
+         sum_by_product(even[1], odd[1]),
+         sum_by_product(even[2], odd[2]),
+         sum_by_product(even[3], odd[3]),
+         even[0] - odd[0],
+         even[1] - odd[1],
+         even[2] - odd[2],
+         even[3] - odd[3]};
   } else {
     // The points pair up: a[j] and a[Radix - j] meet conjugate roots in every bin, so cosines go
     // with their sum and sines with their difference, and bins k and Radix - k share both.
@@ -295,11 +308,14 @@ void run(const pass_t<T>& pass) {
   }
 }
 
-/// A first pass, all of whose lanes fill whole units.
+/// A first pass, whose lanes fill one unit: a stride that the compiler knows spares it addresses.
 template <std::size_t Radix>
 void run(const pass_t<float, weighted_t>& pass) {
-  dispatch([pass](auto on)
-               ORN_KERNEL { transform_columns<Radix, vector_t<float, decltype(on)>>(pass, 0); });
+  dispatch([pass](auto on) ORN_KERNEL {
+    auto unit_pass = pass;
+    unit_pass.stride = full_unit<float>;
+    transform_columns<Radix, vector_t<float, decltype(on)>>(unit_pass, 0);
+  });
 }
 
 template <class T, class Source>
@@ -512,7 +528,7 @@ void mixed_radix_dft_t<T>::forward(planes_t<T>& data, std::size_t lanes) {
 template <>
 void mixed_radix_dft_t<float>::forward(const weighted_series_t& series, planes_t<float>& data,
                                        std::size_t lanes) {
-  if (radices_.empty() || lanes % full_unit<float> != 0 || data.size() > cached<float>) {
+  if (radices_.empty() || lanes != full_unit<float> || data.size() > cached<float>) {
     read(series, lanes, data);
     forward(data, lanes);
     return;
@@ -520,9 +536,8 @@ void mixed_radix_dft_t<float>::forward(const weighted_series_t& series, planes_t
   passed_.resize(data.size());
   const angles_t<float> angles{roots_.data(), length(), 0, 1};
   const std::size_t radix = radices_.front();
-  run(radix, pass_t<float, weighted_t>{
-                 {series}, passed_.re.data(), passed_.im.data(), length(), lanes, angles});
-  data.swap(passed_);
+  run(radix,
+      pass_t<float, weighted_t>{{series}, data.re.data(), data.im.data(), length(), lanes, angles});
   run_passes<float>(std::span(radices_).subspan(1), length() / radix, lanes * radix,
                     angles.after(radix), data, passed_);
 }

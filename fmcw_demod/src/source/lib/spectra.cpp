@@ -158,8 +158,8 @@ void FMCWAnalyze::compute_stft_wincfg(const std::vector<sample_t>& signal, float
   const std::size_t hop = fits ? length - window.window_overlap : 1;
   // The last window that would fit is not analysed.
   const std::size_t row_count = fits ? (signal.size() - length) / hop : 0;
-  rows.resize(row_count);
-  time.resize(row_count);
+  common_lib::resize_large(rows, row_count);
+  common_lib::resize_large(time, row_count);
   freq.resize(row_count == 0 ? 0 : length);
   if (row_count == 0) {
     return;

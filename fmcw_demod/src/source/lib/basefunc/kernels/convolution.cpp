@@ -75,11 +75,9 @@ ORN_KERNEL inline std::size_t convolve_stretches(std::span<const float> signal,
                              ORN_KERNEL { return common_lib::load<Value>(&line[i * lanes]); };
   for (; first + run < out.size(); first += run) {
     for (std::size_t i = 0; i < lines; i += 4) {
-      for (std::size_t l = 0; l < lanes; l += 4) {
-        float* const to = &line[i * lanes + l];
-        const std::array<float*, 4> rows = {to, to + lanes, to + 2 * lanes, to + 3 * lanes};
-        transpose_tile(&signal[first + l * stretch + i], stretch, rows.data(), 0);
-      }
+      float* const to = &line[i * lanes];
+      const std::array<float*, 4> rows = {to, to + lanes, to + 2 * lanes, to + 3 * lanes};
+      transpose_strip<lanes>(&signal[first + i], stretch, rows.data(), 0);
     }
     for (std::size_t i = 0; i < stretch; i += together) {
       // Element j + u modulo `together` of each serves output i + u.
@@ -98,8 +96,11 @@ ORN_KERNEL inline std::size_t convolve_stretches(std::span<const float> signal,
           falling[newest] = load_line(i + kernel.size() - 1 - k - j);
 #pragma GCC unroll 4
           for (std::size_t u = 0; u < together; ++u) {
-            sum[u] +=
-                (rising[(j + u) % together] + falling[(newest + u) % together]) * kernel[k + j];
+            const Value& before = rising[(j + u) % together];
+            const Value& after = falling[(newest + u) % together];
+            const Value both =
+                u % 2 == 0 ? common_lib::sum_by_product(before, after) : before + after;
+            sum[u] += both * kernel[k + j];
           }
         }
       }
@@ -111,7 +112,7 @@ ORN_KERNEL inline std::size_t convolve_stretches(std::span<const float> signal,
       for (std::size_t l = 0; l < lanes; l += 4) {
         float* const to = &out[first + l * stretch + i];
         const std::array<float*, 4> rows = {to, to + stretch, to + 2 * stretch, to + 3 * stretch};
-        transpose_tile(&result[l], lanes, rows.data(), 0);
+        transpose_strip<4>(&result[l], lanes, rows.data(), 0);
       }
     }
   }

@@ -34,23 +34,21 @@ ORN_KERNEL inline void sort_tile(const sample_t* samples, std::size_t hop, float
 }
 
 /// Copies the bins [first, last) to the rows from element `at` on.
+template <class On>
 ORN_KERNEL inline void lanes_to_rows(std::span<const float> values, std::size_t lanes,
                                      std::size_t first, std::size_t last,
                                      std::span<float* const> rows, std::size_t at) {
-  const std::size_t whole_tiles = rows.size() - rows.size() % 4;
-  for (; first + 4 <= last; first += 4, at += 4) {
-    for (std::size_t l = 0; l < whole_tiles; l += 4) {
-      transpose_tile(&values[first * lanes + l], lanes, &rows[l], at);
-    }
-    for (std::size_t l = whole_tiles; l < rows.size(); ++l) {
-      for (std::size_t i = 0; i < 4; ++i) {
-        rows[l][at + i] = values[(first + i) * lanes + l];
-      }
+  constexpr std::size_t strip = On::register_bytes / sizeof(float);
+  const std::size_t tiled_rows = rows.size() - rows.size() % 4;
+  const std::size_t tiled_last = last - (last - first) % strip;
+  for (std::size_t bin = first; bin < tiled_last; bin += strip) {
+    for (std::size_t l = 0; l < tiled_rows; l += 4) {
+      transpose_strip<strip>(&values[bin * lanes + l], lanes, &rows[l], at + bin - first);
     }
   }
-  for (; first < last; ++first, ++at) {
-    for (std::size_t l = 0; l < rows.size(); ++l) {
-      rows[l][at] = values[first * lanes + l];
+  for (std::size_t l = 0; l < rows.size(); ++l) {
+    for (std::size_t bin = l < tiled_rows ? tiled_last : first; bin < last; ++bin) {
+      rows[l][at + bin - first] = values[bin * lanes + l];
     }
   }
 }
@@ -81,11 +79,11 @@ void sort_by_phase(std::span<const sample_t> samples, std::size_t hop, std::size
 
 void lanes_to_centred_rows(std::span<const float> values, std::size_t lanes,
                            std::span<float* const> rows) noexcept {
-  dispatch([=](auto /*on*/) ORN_KERNEL {
+  dispatch([=](auto on) ORN_KERNEL {
     const std::size_t bins = values.size() / lanes;
     const std::size_t negative = (bins + 1) / 2;
-    lanes_to_rows(values, lanes, negative, bins, rows, 0);
-    lanes_to_rows(values, lanes, 0, negative, rows, bins - negative);
+    lanes_to_rows<decltype(on)>(values, lanes, negative, bins, rows, 0);
+    lanes_to_rows<decltype(on)>(values, lanes, 0, negative, rows, bins - negative);
   });
 }
 

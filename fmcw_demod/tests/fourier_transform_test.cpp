@@ -59,8 +59,8 @@ TEST(FourierTransform, AgreesWithTheDefinitionAtEveryKindOfLength) {
   }
   // Powers of every radix, mixtures, large primes and twice a large prime.
   for (const std::size_t length :
-       {256U, 257U, 512U, 1000U, 1024U, 1331U, 2048U, 2187U, 2197U, 2310U, 2401U, 2048U, 3001U,
-        3125U, 3380U, 3994U, 4093U, 4095U, 4096U}) {
+       {256U,  257U,  512U,  1000U, 1024U, 1331U, 2048U, 2187U,  2197U,  2310U,  2401U,  2048U,
+        3001U, 3125U, 3380U, 3994U, 4093U, 4095U, 4096U, 16381U, 16411U, 20014U, 36913U, 61463U}) {
     EXPECT_LE(relative_error(length, 64), 2e-7) << length;
   }
   EXPECT_LE(relative_error(1000003, 8), 5e-7);

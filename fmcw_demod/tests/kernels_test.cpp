@@ -508,7 +508,8 @@ TEST(Kernels, SortSamplesIntoPhasesAndLanesIntoRows) {
 }
 
 TEST(Kernels, TransformTheSameBitsInEveryLaneAndOnEveryTarget) {
-  for (const std::size_t length : {1U, 2U, 12U, 55U, 64U, 97U, 182U, 257U, 1024U, 5000U, 30030U}) {
+  for (const std::size_t length :
+       {1U, 2U, 12U, 55U, 64U, 97U, 182U, 257U, 1024U, 5000U, 16411U, 20014U, 30030U}) {
     constexpr std::size_t series = 3;
     std::vector<std::vector<sample_t>> expected;
     common_lib::limit_target(common_lib::target_t::baseline);

@@ -1,12 +1,13 @@
 #include "dft.h"
 
 #include "dispatch.h"
+#include "point.h"
+#include "roots.h"
 #include "vector.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cmath>
 #include <cstdint>
 #include <numbers>
 #include <utility>
@@ -16,76 +17,6 @@ namespace {
 
 /// Primes with a butterfly besides 2, which is taken in radices 8, 4 and 2.
 constexpr std::array<std::size_t, 5> odd_radices = {3, 5, 7, 11, 13};
-
-/// exp(-2 pi i k / n). The angle is reduced to at most pi / 4 in integers, so that multiples of a
-/// quarter turn are exact and the result is good to the last bit or two of double. 8 k must fit.
-std::complex<double> root_of_unity(std::uint64_t k, std::uint64_t n) {
-  const std::uint64_t quarter = (8 * k + n) / (2 * n);
-  const auto remainder = static_cast<std::int64_t>(4 * k - quarter * n);
-  const double angle =
-      0.5 * std::numbers::pi * (static_cast<double>(remainder) / static_cast<double>(n));
-  const double c = std::cos(angle);
-  const double s = std::sin(angle);
-  switch (quarter % 4) {
-    case 0:
-      return {c, -s};
-    case 1:
-      return {-s, -c};
-    case 2:
-      return {-c, s};
-    default:
-      return {s, c};
-  }
-}
-
-/// A complex number without std::complex's repair of NaN products, which a transform does not want.
-template <class T>
-struct point_t {
-  T re;
-  T im;
-};
-
-template <class T>
-ORN_KERNEL inline point_t<T> operator+(point_t<T> a, point_t<T> b) {
-  return {a.re + b.re, a.im + b.im};
-}
-
-using common_lib::sum_by_product;
-
-template <class T>
-ORN_KERNEL inline point_t<T> sum_by_product(point_t<T> a, point_t<T> b) {
-  return {sum_by_product(a.re, b.re), sum_by_product(a.im, b.im)};
-}
-
-template <class T>
-ORN_KERNEL inline point_t<T> operator-(point_t<T> a, point_t<T> b) {
-  return {a.re - b.re, a.im - b.im};
-}
-
-template <class T, class Factor>
-ORN_KERNEL inline point_t<T> operator*(point_t<T> a, point_t<Factor> b) {
-  return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
-}
-
-template <class T, class Factor>
-ORN_KERNEL inline point_t<T> scaled(point_t<T> a, Factor scale) {
-  return {a.re * scale, a.im * scale};
-}
-
-template <class T>
-ORN_KERNEL inline point_t<T> times_minus_i(point_t<T> a) {
-  return {a.im, -a.re};
-}
-
-template <class T>
-ORN_KERNEL inline point_t<T> conjugate(point_t<T> a) {
-  return {a.re, -a.im};
-}
-
-template <class T>
-ORN_KERNEL inline point_t<T> point(std::complex<T> z) {
-  return {z.real(), z.imag()};
-}
 
 /// In-place DFT of Radix points, the innermost step of a pass. `roots` holds exp(-2 pi i k / Radix)
 /// and serves odd radices only. A value is a number or a register full of them.
@@ -368,7 +299,7 @@ void run_passes(std::span<const std::size_t> radices, std::size_t points, std::s
 template <class T>
 constexpr std::size_t cached = (std::size_t{1} << 19) / sizeof(T);
 
-/// Lanes of weighted series, interleaved.
+/// Interleaves weighted series, as many as there are lanes.
 void read(const weighted_series_t& series, std::size_t lanes, planes_t<float>& data) {
   dispatch([=, re = data.re.data(), im = data.im.data()](auto /*on*/) ORN_KERNEL {
     for (std::size_t i = 0; i < series.offsets.size(); ++i) {
@@ -533,13 +464,31 @@ void mixed_radix_dft_t<float>::forward(const weighted_series_t& series, planes_t
     forward(data, lanes);
     return;
   }
+  forward_from(weighted_t{series}, data, lanes);
+}
+
+template <class T>
+void mixed_radix_dft_t<T>::forward(const T* re, const T* im, planes_t<T>& data, std::size_t lanes) {
+  if (radices_.empty() || data.size() > cached<T>) {
+    std::copy_n(re, data.size(), data.re.begin());
+    std::copy_n(im, data.size(), data.im.begin());
+    forward(data, lanes);
+    return;
+  }
+  forward_from(interleaved_t<T>{re, im, lanes}, data, lanes);
+}
+
+/// The first pass goes from `source` to `data`, the others go on from there.
+template <class T>
+template <class Source>
+void mixed_radix_dft_t<T>::forward_from(const Source& source, planes_t<T>& data,
+                                        std::size_t lanes) {
   passed_.resize(data.size());
-  const angles_t<float> angles{roots_.data(), length(), 0, 1};
+  const angles_t<T> angles{roots_.data(), length(), 0, 1};
   const std::size_t radix = radices_.front();
-  run(radix,
-      pass_t<float, weighted_t>{{series}, data.re.data(), data.im.data(), length(), lanes, angles});
-  run_passes<float>(std::span(radices_).subspan(1), length() / radix, lanes * radix,
-                    angles.after(radix), data, passed_);
+  run(radix, pass_t<T, Source>{source, data.re.data(), data.im.data(), length(), lanes, angles});
+  run_passes<T>(std::span(radices_).subspan(1), length() / radix, lanes * radix,
+                angles.after(radix), data, passed_);
 }
 
 /// Several passes over all the data, a full unit of the points that they combine at a time.
@@ -691,20 +640,20 @@ void bluestein_dft_t::forward(planes_t<float>& data, std::size_t lanes) {
   conjugate_and_apply_chirp(plane_pointers_t(convolved_), chirp_, lanes, plane_pointers_t(data));
 }
 
-void bluestein_dft_t::forward(const weighted_series_t& series, planes_t<float>& data,
-                              std::size_t lanes) {
-  read(series, lanes, data);
-  forward(data, lanes);
+dft_t::method_t dft_t::method_for(std::size_t length) {
+  if (mixed_radix_dft_t<float>::serves(length)) {
+    return method_t(std::in_place_type<mixed_radix_dft_t<float>>, length);
+  }
+  if (length <= longest_in_lanes) {
+    return method_t(std::in_place_type<bluestein_dft_t>, length);
+  }
+  return method_t(std::in_place_type<long_bluestein_dft_t>, length);
 }
 
-dft_t::dft_t(std::size_t length)
-    : length_(length),
-      method_(mixed_radix_dft_t<float>::serves(length)
-                  ? method_t(std::in_place_type<mixed_radix_dft_t<float>>, length)
-                  : method_t(std::in_place_type<bluestein_dft_t>, length)) {}
+dft_t::dft_t(std::size_t length) : length_(length), method_(method_for(length)) {}
 
 std::size_t dft_t::good_lanes() const {
-  if (length_ > 16384) {
+  if (length_ > longest_in_lanes) {
     return 1;
   }
   return std::holds_alternative<bluestein_dft_t>(method_) ? full_unit<double> : full_unit<float>;
@@ -715,7 +664,12 @@ void dft_t::forward(planes_t<float>& data, std::size_t lanes) {
 }
 
 void dft_t::forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes) {
-  std::visit([&](auto& method) { method.forward(series, data, lanes); }, method_);
+  if (auto* const mixed_radix = std::get_if<mixed_radix_dft_t<float>>(&method_)) {
+    mixed_radix->forward(series, data, lanes);
+  } else {
+    read(series, lanes, data);
+    forward(data, lanes);
+  }
 }
 
 void dft_t::forward(std::span<std::complex<float>> data) {
@@ -729,5 +683,7 @@ void dft_t::forward(std::span<std::complex<float>> data) {
     data[k] = {planes_.re[k], planes_.im[k]};
   }
 }
+
+template class mixed_radix_dft_t<double>;
 
 }  // namespace orn::common_lib

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "roots.h"
 #include "scratch.h"
 
 #include <complex>
@@ -9,6 +10,9 @@
 #include <vector>
 
 namespace orn::common_lib {
+
+/// Longer series are long enough by themselves: several at once would only fill the cache.
+constexpr std::size_t longest_in_lanes = 16384;
 
 /// Transforms work on several series at once, which is where their speed comes from: element i of
 /// series l lies at index i * lanes + l of both planes. The bits of a series do not depend on the
@@ -39,6 +43,9 @@ class mixed_radix_dft_t {
   /// Transforms `data`, lanes times length() points, in place.
   void forward(planes_t<T>& data, std::size_t lanes);
 
+  /// Transforms planes into `data`, which has their size.
+  void forward(const T* re, const T* im, planes_t<T>& data, std::size_t lanes);
+
   /// Transforms `series` into `data`, which has the size for it.
   void forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes);
 
@@ -49,6 +56,8 @@ class mixed_radix_dft_t {
     std::size_t points;
     std::size_t stride;
   };
+  template <class Source>
+  void forward_from(const Source& source, planes_t<T>& data, std::size_t lanes);
   void pass_in_blocks(std::span<const std::size_t> radices, const state_t& state,
                       std::size_t angle_step, planes_t<T>& data);
   void finish_in_blocks(const state_t& state, std::size_t lanes, planes_t<T>& data);
@@ -70,14 +79,45 @@ class bluestein_dft_t {
   /// Transforms `data`, lanes times `length` points, in place.
   void forward(planes_t<float>& data, std::size_t lanes);
 
-  /// Transforms `series` into `data`, which has the size for it.
-  void forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes);
-
  private:
   mixed_radix_dft_t<double> dft_;          ///< of the padded length
   scratch_t<std::complex<double>> chirp_;  ///< exp(-pi i k^2 / length)
   planes_t<double> kernel_;                ///< spectrum of the conjugate chirp, scaled
   planes_t<double> convolved_;             ///< work buffer of the padded length
+};
+
+/// The same for a series too long for a cache, whose transforms then cost what they move. The
+/// padded series n = i * columns + j is a matrix: transforming the columns, turning each element
+/// and transforming the rows gives its spectrum, bin k1 + rows * k2 in row k1 (Gentleman and Sande,
+/// AFIPS 29 (1966), 563). Multiplied there by the kernel's, the spectrum goes back by the same
+/// steps in reverse, so no step has to put anything in order, and each visits memory once.
+class long_bluestein_dft_t {
+ public:
+  /// length  number of points, above longest_in_lanes
+  explicit long_bluestein_dft_t(std::size_t length);
+
+  /// Transforms `data`, lanes times `length` points, in place.
+  void forward(planes_t<float>& data, std::size_t lanes);
+
+ private:
+  void forward_single(planes_t<float>& data);
+  std::size_t rows() const { return down_.length(); }
+  void find_turns(std::size_t column);
+  template <class Load>
+  void transform_columns(Load load, planes_t<double>& matrix);
+  void transform_rows(const planes_t<double>& matrix, std::size_t at);
+  void put_rows(planes_t<double>& matrix, std::size_t at) const;
+
+  mixed_radix_dft_t<double> down_;   ///< of a column
+  mixed_radix_dft_t<double> along_;  ///< of a row
+  roots_of_unity_t roots_;           ///< of the padded length
+  planes_t<double> chirp_;           ///< exp(-pi i k^2 / length)
+  planes_t<double> lane_turns_;      ///< root l k for lane l of row k
+  planes_t<double> turns_;           ///< root j k for row k, j being the first column of a block
+  planes_t<double> kernel_;          ///< spectrum of the conjugate chirp, scaled
+  planes_t<double> convolved_;
+  planes_t<double> column_block_;  ///< a unit of columns, interleaved
+  planes_t<double> row_block_;     ///< as many rows, interleaved
 };
 
 /// Forward DFT of any length on single-precision samples, unnormalised, with the tables and the
@@ -101,7 +141,9 @@ class dft_t {
   void forward(std::span<std::complex<float>> data);
 
  private:
-  using method_t = std::variant<mixed_radix_dft_t<float>, bluestein_dft_t>;
+  using method_t = std::variant<mixed_radix_dft_t<float>, bluestein_dft_t, long_bluestein_dft_t>;
+  static method_t method_for(std::size_t length);
+
   std::size_t length_;
   method_t method_;
   planes_t<float> planes_;  ///< of a series that comes interleaved

@@ -43,8 +43,8 @@ ORN_KERNEL inline void store(const Value& value, T* to) {
   std::memcpy(to, &value, sizeof value);
 }
 
-/// a + b. On AVX-512 as a fused 1 * a + b, which rounds as the sum does, on units that are idle where
-/// there is more to add than to multiply.
+/// a + b. On AVX-512 as a fused 1 * a + b, which rounds as the sum does, on units that are idle
+/// where there is more to add than to multiply.
 template <class Value>
 ORN_KERNEL inline Value sum_by_product(Value a, Value b) {
 #if defined(__x86_64__)

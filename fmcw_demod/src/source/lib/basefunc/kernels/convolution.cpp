@@ -1,6 +1,6 @@
 #include "basefunc/kernels.h"
-#include "basefunc/kernels/tiles.h"
 #include "dispatch.h"
+#include "tiles.h"
 #include "vector.h"
 
 #include <array>
@@ -10,6 +10,7 @@
 namespace orn::fmcw_demod_lib::kernels {
 
 using common_lib::dispatch;
+using common_lib::transpose_strip;
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "basefunc/kernels.h"
-#include "basefunc/kernels/tiles.h"
 #include "dispatch.h"
+#include "tiles.h"
 #include "vector.h"
 
 #include <array>
@@ -10,12 +10,14 @@
 namespace orn::fmcw_demod_lib::kernels {
 
 using common_lib::dispatch;
+using common_lib::transpose_strip;
 
 namespace {
 
 /// Four samples of each of four columns, `hop` apart, to as many lines of both planes.
 ORN_KERNEL inline void sort_tile(const sample_t* samples, std::size_t hop, float* re, float* im,
                                  std::size_t pitch) {
+  using quad_t = common_lib::groups_t<float, 4>;
   std::array<quad_t, 4> re_lines;
   std::array<quad_t, 4> im_lines;
   for (std::size_t l = 0; l < 4; ++l) {
@@ -25,8 +27,8 @@ ORN_KERNEL inline void sort_tile(const sample_t* samples, std::size_t hop, float
     re_lines[l] = __builtin_shufflevector(a, b, 0, 2, 4, 6);
     im_lines[l] = __builtin_shufflevector(a, b, 1, 3, 5, 7);
   }
-  re_lines = transposed(re_lines);
-  im_lines = transposed(im_lines);
+  re_lines = common_lib::transposed<float>(re_lines);
+  im_lines = common_lib::transposed<float>(im_lines);
   for (std::size_t i = 0; i < 4; ++i) {
     common_lib::store(re_lines[i], re + i * pitch);
     common_lib::store(im_lines[i], im + i * pitch);

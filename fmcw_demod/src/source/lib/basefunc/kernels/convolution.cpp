@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstddef>
-#include <type_traits>
 
 namespace orn::fmcw_demod_lib::kernels {
 
@@ -54,66 +53,99 @@ ORN_KERNEL inline std::size_t convolve_run(std::span<const T> signal, std::span<
   return first;
 }
 
-/// Outputs of a single-precision convolution from `first` on, one stretch of them per lane: the
-/// elements that an output takes in lie a register apart then, whole registers are loaded, and
-/// neighbouring outputs share them. Returns the first output that is left.
-template <class Value>
-ORN_KERNEL inline std::size_t convolve_stretches(std::span<const float> signal,
-                                                 std::span<const float> kernel,
-                                                 std::span<float> out, std::size_t first) {
-  constexpr std::size_t lanes = common_lib::width_of<Value, float>;
-  constexpr std::size_t stretch = 128;
-  constexpr std::size_t most_taps = 256;
-  constexpr std::size_t run = lanes * stretch;
+constexpr std::size_t stretch = 128;
+constexpr std::size_t most_taps = 256;
+
+/// Outputs 0 ... stretch - 1 of as many convolutions as a Value has lanes, whose elements lie in
+/// lines of one per lane. Neighbouring outputs share what they load.
+template <class Value, class T, class Out>
+ORN_KERNEL inline void convolve_lines(const T* lines, std::span<const T> kernel, Out* out) {
+  constexpr std::size_t lanes = common_lib::width_of<Value, T>;
   constexpr std::size_t together = 4;
+  using out_t = typename common_lib::vector_of_t<Out, lanes * sizeof(Out)>::type;
   const std::size_t half = kernel.size() / 2;
-  if (kernel.size() % 2 != 0 || half % together != 0 || kernel.size() > most_taps) {
-    return first;
-  }
-  const std::size_t lines = stretch + kernel.size();  // the last one is not used
-  alignas(64) std::array<float, (stretch + most_taps) * lanes> line;
   const auto load_line = [&](std::size_t i)
-                             ORN_KERNEL { return common_lib::load<Value>(&line[i * lanes]); };
-  for (; first + run < out.size(); first += run) {
-    for (std::size_t i = 0; i < lines; i += 4) {
-      float* const to = &line[i * lanes];
-      const std::array<float*, 4> rows = {to, to + lanes, to + 2 * lanes, to + 3 * lanes};
-      transpose_strip<lanes>(&signal[first + i], stretch, rows.data(), 0);
+                             ORN_KERNEL { return common_lib::load<Value>(lines + i * lanes); };
+  for (std::size_t i = 0; i < stretch; i += together) {
+    // Element j + u modulo `together` of each serves output i + u.
+    std::array<Value, together> sum{};
+    std::array<Value, together> rising{};
+    std::array<Value, together> falling{};
+    for (std::size_t u = 0; u + 1 < together; ++u) {
+      rising[u] = load_line(i + u);
+      falling[u] = load_line(i + kernel.size() + u);
     }
-    for (std::size_t i = 0; i < stretch; i += together) {
-      // Element j + u modulo `together` of each serves output i + u.
-      std::array<Value, together> sum{};
-      std::array<Value, together> rising;
-      std::array<Value, together> falling;
-      for (std::size_t u = 0; u + 1 < together; ++u) {
-        rising[u] = load_line(i + u);
-        falling[u] = load_line(i + kernel.size() + u);
-      }
-      for (std::size_t k = 0; k < half; k += together) {
-#pragma GCC unroll 4
-        for (std::size_t j = 0; j < together; ++j) {
-          const std::size_t newest = together - 1 - j;
-          rising[(j + together - 1) % together] = load_line(i + k + j + together - 1);
-          falling[newest] = load_line(i + kernel.size() - 1 - k - j);
-#pragma GCC unroll 4
-          for (std::size_t u = 0; u < together; ++u) {
-            const Value& before = rising[(j + u) % together];
-            const Value& after = falling[(newest + u) % together];
-            const Value both =
-                u % 2 == 0 ? common_lib::sum_by_product(before, after) : before + after;
-            sum[u] += both * kernel[k + j];
-          }
-        }
-      }
-      alignas(64) std::array<float, together * lanes> result;
+    const auto add_tap = [&](std::size_t k, std::size_t j) ORN_KERNEL {
+      const std::size_t newest = together - 1 - j;
+      rising[(j + together - 1) % together] = load_line(i + k + together - 1);
+      falling[newest] = load_line(i + kernel.size() - 1 - k);
 #pragma GCC unroll 4
       for (std::size_t u = 0; u < together; ++u) {
-        common_lib::store(sum[u], &result[u * lanes]);
+        const Value& before = rising[(j + u) % together];
+        const Value& after = falling[(newest + u) % together];
+        const Value both = u % 2 == 0 ? common_lib::sum_by_product(before, after) : before + after;
+        sum[u] += both * kernel[k];
       }
-      for (std::size_t l = 0; l < lanes; l += 4) {
-        float* const to = &out[first + l * stretch + i];
-        const std::array<float*, 4> rows = {to, to + stretch, to + 2 * stretch, to + 3 * stretch};
-        transpose_strip<4>(&result[l], lanes, rows.data(), 0);
+    };
+    std::size_t k = 0;
+    for (; k + together <= half; k += together) {
+#pragma GCC unroll 4
+      for (std::size_t j = 0; j < together; ++j) {
+        add_tap(k + j, j);
+      }
+    }
+#pragma GCC unroll 4
+    for (std::size_t j = 0; j + 1 < together; ++j) {
+      if (k + j < half) {
+        add_tap(k + j, j);
+      }
+    }
+#pragma GCC unroll 4
+    for (std::size_t u = 0; u < together; ++u) {
+      if (kernel.size() % 2 != 0) {
+        sum[u] = kernel[half] * load_line(i + half + u) + sum[u];
+      }
+      common_lib::store(__builtin_convertvector(sum[u], out_t), out + (i + u) * lanes);
+    }
+  }
+}
+
+/// Outputs from `first` on, one stretch of them per lane: the elements that an output takes in lie
+/// a register apart then, whole registers are loaded, and neighbouring outputs share them. Returns
+/// the first output that is left.
+template <class Value, class T, class Out>
+ORN_KERNEL inline std::size_t convolve_stretches(std::span<const T> signal,
+                                                 std::span<const T> kernel, std::span<Out> out,
+                                                 std::size_t first) {
+  constexpr std::size_t lanes = common_lib::width_of<Value, T>;
+  constexpr std::size_t run = lanes * stretch;
+  constexpr std::size_t lines_at_once = common_lib::group_size<T>;
+  constexpr std::size_t rows_at_once = common_lib::group_size<Out>;
+  constexpr std::size_t outputs_at_once = sizeof(Value) / sizeof(Out);
+  if (lanes < rows_at_once || kernel.size() > most_taps) {
+    return first;
+  }
+  const std::size_t needed = stretch + kernel.size() - 1;
+  const std::size_t line_count = (needed + lines_at_once - 1) / lines_at_once * lines_at_once;
+  alignas(64) std::array<T, (stretch + most_taps) * lanes> lines;
+  alignas(64) std::array<Out, run> result;
+  const std::size_t reach = run - stretch + line_count;
+  for (; first + run <= out.size() && first + reach <= signal.size(); first += run) {
+    for (std::size_t i = 0; i < line_count; i += lines_at_once) {
+      std::array<T*, lines_at_once> to;
+      for (std::size_t r = 0; r < lines_at_once; ++r) {
+        to[r] = &lines[(i + r) * lanes];
+      }
+      transpose_strip<lanes>(&signal[first + i], stretch, to.data(), 0);
+    }
+    convolve_lines<Value>(lines.data(), kernel, result.data());
+    for (std::size_t l = 0; l < lanes; l += rows_at_once) {
+      std::array<Out*, rows_at_once> to;
+      for (std::size_t r = 0; r < rows_at_once; ++r) {
+        to[r] = &out[first + (l + r) * stretch];
+      }
+      for (std::size_t i = 0; i < stretch; i += outputs_at_once) {
+        transpose_strip<outputs_at_once>(&result[i * lanes + l], lanes, to.data(), i);
       }
     }
   }
@@ -127,10 +159,7 @@ void convolve_symmetric(std::span<const T> signal, std::span<const T> kernel,
                         std::span<Out> out) noexcept {
   dispatch([=](auto on) ORN_KERNEL {
     using value_t = common_lib::vector_t<T, decltype(on)>;
-    std::size_t next = 0;
-    if constexpr (std::is_same_v<T, float>) {
-      next = convolve_stretches<value_t>(signal, kernel, out, next);
-    }
+    std::size_t next = convolve_stretches<value_t>(signal, kernel, out, 0);
     next = convolve_run<value_t, 8>(signal, kernel, out, next);
     next = convolve_run<value_t, 1>(signal, kernel, out, next);
     convolve_run<T, 1>(signal, kernel, out, next);

@@ -2,6 +2,7 @@
 #include "basefunc/kernels.h"
 #include "basefunc/kernels/blocks.h"
 #include "dispatch.h"
+#include "vector.h"
 
 #include <algorithm>
 #include <array>
@@ -9,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <numbers>
+#include <utility>
 
 namespace orn::fmcw_demod_lib::kernels {
 
@@ -25,6 +27,22 @@ double round_half_toward_zero(double q) {
   return std::abs(q - whole) <= 0.5 ? whole : std::round(q);
 }
 
+/// x moved `By` lanes up, zeros coming in.
+template <std::size_t By, class Value, std::size_t... I>
+ORN_KERNEL inline Value moved_up(Value x, std::index_sequence<I...> /*all*/) {
+  return __builtin_shufflevector(Value{}, x, (I < By ? 0 : sizeof...(I) + I - By)...);
+}
+
+/// Lane l becomes the sum of lanes 0 to l.
+template <std::size_t By = 1, class Value>
+ORN_KERNEL inline Value running_sums(Value x) {
+  constexpr std::size_t lanes = common_lib::width_of<Value, std::int32_t>;
+  if constexpr (By < lanes) {
+    return running_sums<2 * By>(x + moved_up<By>(x, std::make_index_sequence<lanes>{}));
+  }
+  return x;
+}
+
 /// Angles are unwrapped by the block. Each is its raw angle less a whole number of turns times 2
 /// pi, and that number differs from its predecessor's by the rounded difference of the raw angles,
 /// -1, 0 or 1 turns. Only where the difference is within `margin` of half a turn could rounding
@@ -32,12 +50,16 @@ double round_half_toward_zero(double q) {
 /// 2^-51 of themselves, which is below the margin for 2^38 turns. Such blocks are done literally.
 class unwrapper_t {
  public:
-  /// Unwraps `angle`, the next block of raw angles, into `phase`.
-  ORN_KERNEL void next(const block_t<float>& angle, std::size_t count, block_t<double>& phase) {
-    alignas(64) block_t<std::int32_t> step;
+  /// Unwraps the next block of raw angles, at most block_length, into `phase`. angle[-1] is the
+  /// last one of the block before.
+  template <class On>
+  ORN_KERNEL void next(const float* angle, std::size_t count, double* phase) {
+    using value_t = common_lib::vector_t<std::int32_t, On>;
+    constexpr std::size_t width = common_lib::width_of<value_t, std::int32_t>;
+    alignas(64) block_t<std::int32_t> step{};
     int unsure = 0;
     for (std::size_t i = 0; i < count; ++i) {
-      const float difference = angle[i] - (i == 0 ? last_angle_ : angle[i - 1]);
+      const float difference = angle[i] - angle[static_cast<std::ptrdiff_t>(i) - 1];
       const bool up = difference > half_turn;
       const bool down = difference < -half_turn;
       step[i] = static_cast<std::int32_t>(up) - static_cast<std::int32_t>(down);
@@ -48,15 +70,15 @@ class unwrapper_t {
       return;
     }
     std::int32_t turns = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-      turns += step[i];
-      step[i] = turns;
+    for (std::size_t i = 0; i < block_length; i += width) {
+      const value_t sums = running_sums(common_lib::load<value_t>(&step[i])) + turns;
+      common_lib::store(sums, &step[i]);
+      turns = sums[width - 1];
     }
     for (std::size_t i = 0; i < count; ++i) {
       phase[i] = static_cast<double>(angle[i]) - (turns_ + static_cast<double>(step[i])) * two_pi;
     }
     turns_ += static_cast<double>(turns);
-    last_angle_ = angle[count - 1];
     last_phase_ = phase[count - 1];
   }
 
@@ -64,7 +86,7 @@ class unwrapper_t {
   static constexpr float half_turn = 3.14159274F;
   static constexpr float margin = 1e-3F;
 
-  void literally(const block_t<float>& angle, std::size_t count, block_t<double>& phase) {
+  void literally(const float* angle, std::size_t count, double* phase) {
     for (std::size_t i = 0; i < count; ++i) {
       phase[i] = angle[i];
       turns_ = 0.0;
@@ -76,11 +98,9 @@ class unwrapper_t {
       last_phase_ = phase[i];
       first_ = false;
     }
-    last_angle_ = angle[count - 1];
   }
 
   bool first_ = true;
-  float last_angle_ = 0.0F;
   double last_phase_ = 0.0;
   double turns_ = 0.0;  ///< of the last angle
 };
@@ -113,25 +133,28 @@ void phase_angles(std::span<const sample_t> samples, std::span<float> out) noexc
 void instantaneous_frequency(std::span<const sample_t> samples, float fs,
                              std::span<double> frequency, std::span<double> phase) noexcept {
   const double scale = double{fs} / two_pi;
-  dispatch([=](auto /*on*/) ORN_KERNEL {
+  dispatch([=](auto on) ORN_KERNEL {
+    // A run goes through each step as a whole: a load that overlaps the last few stores would wait
+    // for them to reach the cache.
+    constexpr std::size_t run = 16 * block_length;
+    alignas(64) std::array<float, 1 + run> angle{};  // after the last one of the run before
+    alignas(64) std::array<double, 2 + run> held{};  // phases, after the last two
     unwrapper_t unwrapper;
-    // The block's phases after the last two of the block before.
-    alignas(64) std::array<double, block_length + 2> held{};
-    for_each_block(samples.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
-      alignas(64) block_t<float> angle;
-      alignas(64) block_t<double> block;
+    for (std::size_t first = 0; first < samples.size(); first += run) {
+      const std::size_t count = std::min(run, samples.size() - first);
       const sample_t* const z = &samples[first];
       for (std::size_t i = 0; i < count; ++i) {
-        angle[i] = arctangent(z[i].imag(), z[i].real());
+        angle[1 + i] = arctangent(z[i].imag(), z[i].real());
       }
-      unwrapper.next(angle, count, block);
-      std::copy_n(block.begin(), count, held.begin() + 2);
+      for_each_block(count, [&](std::size_t at, std::size_t block_count) ORN_KERNEL {
+        unwrapper.next<decltype(on)>(&angle[1 + at], block_count, &held[2 + at]);
+      });
       if (!phase.empty()) {
-        std::copy_n(block.begin(), count, &phase[first]);
+        std::copy_n(held.begin() + 2, count, &phase[first]);
       }
-      // Sample i of the block completes the gradient of the one before.
+      // Sample i of the run completes the gradient of the one before.
       double* const out = frequency.data() + first;
-      for (std::size_t i = first < 2 ? 2 - first : 0; i < count; ++i) {
+      for (std::size_t i = first == 0 ? 2 : 0; i < count; ++i) {
         out[static_cast<std::ptrdiff_t>(i) - 1] = ((held[i + 2] - held[i]) * 0.5) * scale;
       }
       if (first == 0) {
@@ -140,9 +163,10 @@ void instantaneous_frequency(std::span<const sample_t> samples, float fs,
       if (first + count == samples.size() && samples.size() > 1) {
         frequency[samples.size() - 1] = (held[count + 1] - held[count]) * scale;
       }
+      angle[0] = angle[count];
       held[0] = held[count];
       held[1] = held[count + 1];
-    });
+    }
   });
 }
 

@@ -225,13 +225,15 @@ void run(const pass_t<T>& pass) {
   std::size_t rest = 0;
   if (pass.stride == 1) {
     transform_column<Radix, false, T>(pass, 0, pass.template butterfly_roots<Radix>(), 0);
-    dispatch([pass, &rest](auto on) ORN_KERNEL {
-      rest = transform_single_columns<Radix, vector_t<T, decltype(on)>>(pass, 1);
+    dispatch([&pass, &rest](auto on) ORN_KERNEL {
+      const pass_t<T> local = pass;
+      rest = transform_single_columns<Radix, vector_t<T, decltype(on)>>(local, 1);
     });
     transform_single_columns<Radix, T>(pass, rest);
   } else {
-    dispatch([pass, &rest](auto on) ORN_KERNEL {
-      rest = transform_columns<Radix, vector_t<T, decltype(on)>>(pass, 0);
+    dispatch([&pass, &rest](auto on) ORN_KERNEL {
+      const pass_t<T> local = pass;
+      rest = transform_columns<Radix, vector_t<T, decltype(on)>>(local, 0);
     });
     if (rest < pass.stride) {
       transform_columns<Radix, T>(pass, rest);
@@ -242,7 +244,7 @@ void run(const pass_t<T>& pass) {
 /// A first pass, whose lanes fill one unit: a stride that the compiler knows spares it addresses.
 template <std::size_t Radix>
 void run(const pass_t<float, weighted_t>& pass) {
-  dispatch([pass](auto on) ORN_KERNEL {
+  dispatch([&pass](auto on) ORN_KERNEL {
     auto unit_pass = pass;
     unit_pass.stride = full_unit<float>;
     transform_columns<Radix, vector_t<float, decltype(on)>>(unit_pass, 0);

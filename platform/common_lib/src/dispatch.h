@@ -51,20 +51,23 @@ struct on_t {
 
 namespace dispatch_detail {
 
-// Closures are passed by value, so that the compiler sees that no store of a kernel reaches them.
+// Each works on a copy of the closure, so that the compiler sees that no store reaches it.
 template <class Kernel>
-void run_baseline(Kernel kernel) {
+void run_baseline(const Kernel& shared) {
+  Kernel kernel = shared;
   kernel(on_t<target_t::baseline>{});
 }
 
 #if defined(__x86_64__)
 template <class Kernel>
-ORN_TARGET_AVX2 void run_avx2(Kernel kernel) {
+ORN_TARGET_AVX2 void run_avx2(const Kernel& shared) {
+  Kernel kernel = shared;
   kernel(on_t<target_t::avx2>{});
 }
 
 template <class Kernel>
-ORN_TARGET_AVX512 void run_avx512(Kernel kernel) {
+ORN_TARGET_AVX512 void run_avx512(const Kernel& shared) {
+  Kernel kernel = shared;
   kernel(on_t<target_t::avx512>{});
 }
 #endif
@@ -74,7 +77,7 @@ ORN_TARGET_AVX512 void run_avx512(Kernel kernel) {
 /// Runs `kernel(on_t<target>{})` on the active target. The kernel is a lambda marked ORN_KERNEL
 /// that captures by value.
 template <class Kernel>
-void dispatch(Kernel kernel) {
+void dispatch(const Kernel& kernel) {
 #if defined(__x86_64__)
   switch (active_target()) {
     case target_t::avx512:

@@ -8,6 +8,7 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <span>
 #include <type_traits>
 
 namespace orn::common_lib {
@@ -61,12 +62,16 @@ ORN_KERNEL inline point_t<Value> turned(source_t units, const turns_t& turns, st
   return at(units, k * unit + l) * (at(turns.lanes, k * unit + l) * row);
 }
 
+using square_t = std::span<double, unit * unit>;
+
+ORN_KERNEL inline square_t square_at(double* first) { return square_t(first, unit * unit); }
+
 /// Transposes `unit` lines of `unit` numbers.
 template <class On>
-ORN_KERNEL inline void transpose_square(const double* from, double* to) {
+ORN_KERNEL inline void transpose_square(const double* from, square_t to) {
   constexpr std::size_t lines = On::register_bytes / sizeof(double);
   for (std::size_t column = 0; column < unit; column += group_size<double>) {
-    const std::array<double*, 2> rows = {to + column * unit, to + (column + 1) * unit};
+    const std::array<double*, 2> rows = {&to[column * unit], &to[(column + 1) * unit]};
     for (std::size_t line = 0; line < unit; line += lines) {
       transpose_strip<lines>(from + line * unit + column, unit, rows.data(), line);
     }
@@ -85,8 +90,8 @@ void turn_into_matrix(source_t block, const turns_t& turns, sink_t matrix, std::
         store(z.re, &re[i]);
         store(z.im, &im[i]);
       }
-      transpose_square<decltype(on)>(re.data(), matrix.re + first * columns);
-      transpose_square<decltype(on)>(im.data(), matrix.im + first * columns);
+      transpose_square<decltype(on)>(re.data(), square_at(matrix.re + first * columns));
+      transpose_square<decltype(on)>(im.data(), square_at(matrix.im + first * columns));
     }
   });
 }
@@ -96,8 +101,10 @@ void turn_from_matrix(source_t matrix, const turns_t& turns, sink_t block, std::
   dispatch([=](auto on) ORN_KERNEL {
     using value_t = vector_t<double, decltype(on)>;
     for (std::size_t first = 0; first < count; first += unit) {
-      transpose_square<decltype(on)>(matrix.re + first * columns, block.re + first * unit);
-      transpose_square<decltype(on)>(matrix.im + first * columns, block.im + first * unit);
+      transpose_square<decltype(on)>(matrix.re + first * columns,
+                                     square_at(block.re + first * unit));
+      transpose_square<decltype(on)>(matrix.im + first * columns,
+                                     square_at(block.im + first * unit));
       for (std::size_t i = 0; i < unit * unit; i += width_of<value_t, double>) {
         const auto z = turned<value_t>({block.re, block.im}, turns, first + i / unit, i % unit);
         store(z.re, block.re + first * unit + i);

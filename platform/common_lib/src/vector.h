@@ -47,8 +47,8 @@ ORN_KERNEL inline void store(const Value& value, T* to) {
 /// where there is more to add than to multiply.
 template <class Value>
 ORN_KERNEL inline Value sum_by_product(Value a, Value b) {
-#if defined(__x86_64__)
-  // An intrinsic function cannot become part of a body for all targets.
+#if defined(__x86_64__) && !defined(__clang__)
+  // An intrinsic function cannot become part of a body for all targets, nor can this with clang.
   if constexpr (sizeof(Value) == 64) {
     const Value one = Value{} + 1;
     if constexpr (sizeof(a[0]) == 4) {

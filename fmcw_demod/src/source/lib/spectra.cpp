@@ -77,21 +77,16 @@ class level_rows_t {
   level_rows_t(std::size_t length, std::size_t row_count)
       : length_(length), to_allocate_(row_count * row_bytes()) {}
 
-  /// Brings the first `count` of the rows that are left to their length. Those after them, if they
-  /// have no memory yet, will get it where the heap grows to.
+  /// Brings the first `count` of the rows that are left to their length.
   void allocate(std::span<std::vector<float>> rows, std::size_t count) {
-    targets_.clear();
-    next_.clear();
+    rows_ = rows;
+    targets_.resize(count);
     for (std::size_t l = 0; l < count; ++l) {
-      std::vector<float>& row = rows[l];
-      if (row.capacity() < length_) {
+      if (rows[l].capacity() < length_) {
         prepare_memory();
       }
-      row.resize(length_);
-      targets_.push_back(row.data());
-      const bool known = l + count < rows.size() && rows[l + count].capacity() >= length_;
-      next_.push_back(known ? reinterpret_cast<const char*>(rows[l + count].data())
-                            : reinterpret_cast<const char*>(row.data()) + count * row_bytes());
+      rows[l].resize(length_);
+      targets_[l] = rows[l].data();
     }
   }
 
@@ -104,9 +99,10 @@ class level_rows_t {
     for (std::size_t first = 0; first < bins.size(); first += together) {
       const std::size_t count = std::min(together, bins.size() - first);
       // In place: gcc drops calls of a function that only prefetches.
-      for (; fetched < next_.size() && fetched * length_ < first + count; ++fetched) {
+      for (; fetched < targets_.size() && fetched * length_ < first + count; ++fetched) {
+        const char* const next = next_memory(fetched);
         for (std::size_t i = 0; i < row_bytes(); i += 64) {
-          __builtin_prefetch(next_[fetched] + i, 1);
+          __builtin_prefetch(next + i, 1);
         }
       }
       const auto re = std::span(bins.re).subspan(first, count);
@@ -118,6 +114,14 @@ class level_rows_t {
  private:
   /// A row with what an allocator adds.
   std::size_t row_bytes() const { return length_ * sizeof(float) + 16; }
+
+  /// Where row l of the next batch is, or will be allocated if the heap grows on.
+  const char* next_memory(std::size_t l) const {
+    const std::size_t next = targets_.size() + l;
+    const bool known = next < rows_.size() && rows_[next].capacity() >= length_;
+    return known ? reinterpret_cast<const char*>(rows_[next].data())
+                 : reinterpret_cast<const char*>(targets_[l]) + targets_.size() * row_bytes();
+  }
 
   void prepare_memory() {
     constexpr std::size_t worthwhile = std::size_t{4} << 20;
@@ -131,10 +135,10 @@ class level_rows_t {
   }
 
   std::size_t length_;
-  std::size_t to_allocate_;        ///< bytes of the rows that are still to come
-  std::size_t prepared_ = 0;       ///< of those, bytes that the heap is prepared for
-  std::vector<float*> targets_;    ///< rows of the batch
-  std::vector<const char*> next_;  ///< rows of the next batch
+  std::size_t to_allocate_;             ///< bytes of the rows that are still to come
+  std::size_t prepared_ = 0;            ///< of those, bytes that the heap is prepared for
+  std::span<std::vector<float>> rows_;  ///< from the batch on
+  std::vector<float*> targets_;         ///< rows of the batch
 };
 
 /// Bin frequencies [Hz] of a centred spectrum; for an odd length no bin sits at 0.

@@ -542,5 +542,36 @@ TEST(Kernels, TransformTheSameBitsInEveryLaneAndOnEveryTarget) {
   }
 }
 
+TEST(Kernels, TransformWeightedSeriesAsIfTheyWereWrittenOut) {
+  on_every_target([] {
+    for (const std::size_t length : {1U, 12U, 64U, 97U, 1024U}) {
+      for (const std::size_t lanes :
+           {std::size_t{1}, std::size_t{5}, std::size_t{16}, std::size_t{32}}) {
+        const std::vector<float> re = numbers(length + lanes, kind_t::wide, 1);
+        const std::vector<float> im = numbers(length + lanes, kind_t::normal, 2);
+        const std::vector<float> weights = numbers(length, kind_t::normal, 3);
+        std::vector<std::size_t> offsets(length);
+        common_lib::planes_t<float> expected;
+        common_lib::planes_t<float> planes;
+        expected.resize(length * lanes);
+        planes.resize(length * lanes);
+        for (std::size_t i = 0; i < length; ++i) {
+          offsets[i] = i * 7 % (length + 1);
+          for (std::size_t l = 0; l < lanes; ++l) {
+            expected.re[i * lanes + l] = re[offsets[i] + l] * weights[i];
+            expected.im[i * lanes + l] = im[offsets[i] + l] * weights[i];
+          }
+        }
+        common_lib::dft_t(length).forward(expected, lanes);
+        common_lib::dft_t(length).forward({re.data(), im.data(), offsets, weights}, planes, lanes);
+        for (std::size_t i = 0; i < length * lanes; ++i) {
+          ASSERT_TRUE(same(planes.re[i], expected.re[i]) && same(planes.im[i], expected.im[i]))
+              << length << " points, " << lanes << " lanes, element " << i;
+        }
+      }
+    }
+  });
+}
+
 }  // namespace
 }  // namespace orn::fmcw_demod_lib

@@ -33,19 +33,6 @@ TEST(InstantaneousFreq, FollowsAToneAndItsPhase) {
   }
 }
 
-TEST(InstantaneousFreq, IsCentralInsideAndOneSidedAtTheEnds) {
-  const synthetic::engine_t e;
-  const auto chirp = synthetic::from_frequency(100, 1.0, 1.0, [](double i) { return 1e-3 * i; });
-  std::vector<double> freq;
-  std::vector<double> phase;
-  e.engine.compute_instantaneous_freq(chirp, 1.0F, freq, phase);
-  EXPECT_NEAR(freq[0], 0.5e-3, 1e-7);
-  EXPECT_NEAR(freq[50], 50e-3, 1e-7);
-  EXPECT_NEAR(freq[99], 98.5e-3, 1e-7);
-  // Angles go through single precision.
-  EXPECT_EQ(phase[1], static_cast<double>(std::atan2(chirp[1].imag(), chirp[1].real())));
-}
-
 TEST(InstantaneousFreq, HandlesShortCaptures) {
   const synthetic::engine_t e;
   std::vector<double> freq = {7.0};
@@ -79,9 +66,6 @@ TEST(PowerDbm, AveragesSquaredMagnitudes) {
               10 * std::log10(2.0 / 50 * 1000), 1e-12);
   EXPECT_EQ(e.engine.compute_power_dbm({{0.0F, 0.0F}}, 100.0F),
             -std::numeric_limits<double>::infinity());
-  // Squares round to float before they are added: 0.1f * 0.1f is not the exact square.
-  EXPECT_EQ(e.engine.compute_power_dbm({{0.1F, 0.0F}}, 1000.0F),
-            10.0 * std::log10(static_cast<double>(0.1F * 0.1F) / 1000.0 * 1000.0));
 }
 
 }  // namespace

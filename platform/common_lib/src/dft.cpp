@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstdint>
 #include <numbers>
 #include <utility>
 
@@ -358,15 +357,6 @@ std::vector<std::size_t> radices_of(std::size_t length) {
   return radices;
 }
 
-/// Smallest length at or above `minimum` with no prime factor but 2, 3 and 5.
-std::size_t smooth_length(std::size_t minimum) {
-  std::size_t length = minimum;
-  while (without_factor(without_factor(without_factor(length, 2), 3), 5) != 1) {
-    ++length;
-  }
-  return length;
-}
-
 /// exp(-2 pi i k / n) for all k. What symmetry gives is not computed: the values are those of
 /// root_of_unity, signs of zeros included.
 template <class T>
@@ -415,6 +405,15 @@ bool mixed_radix_dft_t<T>::serves(std::size_t length) {
     length = without_factor(length, radix);
   }
   return length == 1;
+}
+
+template <class T>
+std::size_t mixed_radix_dft_t<T>::smooth_length(std::size_t minimum) {
+  std::size_t length = minimum;
+  while (without_factor(without_factor(without_factor(length, 2), 3), 5) != 1) {
+    ++length;
+  }
+  return length;
 }
 
 template <class T>
@@ -542,104 +541,6 @@ void mixed_radix_dft_t<T>::finish_in_blocks(const state_t& state, std::size_t la
     copy_units(block_.re.data(), unit, &data.re[q], state.stride, points);
     copy_units(block_.im.data(), unit, &data.im[q], state.stride, points);
   }
-}
-
-// With k n = (k^2 + n^2 - (k - n)^2) / 2 and c[k] = exp(-pi i k^2 / N), the transform becomes
-// X[k] = c[k] sum over n of (x[n] c[n]) conj(c[k - n]): a convolution, made cyclic by zeros
-// (Bluestein, IEEE Trans. Audio Electroacoust. 18 (1970), 451).
-bluestein_dft_t::bluestein_dft_t(std::size_t length)
-    : dft_(smooth_length(2 * length - 1)), chirp_(length) {
-  std::uint64_t square = 0;  // k^2 modulo 2 N
-  for (std::size_t k = 0; k <= length / 2; ++k) {
-    chirp_[k] = root_of_unity(square, 2 * length);
-    square = (square + 2 * k + 1) % (2 * length);
-  }
-  // (N - k)^2 is k^2 modulo 2 N for an even N, k^2 + N, half a turn more, for an odd one.
-  for (std::size_t k = length / 2 + 1; k < length; ++k) {
-    chirp_[k] = length % 2 == 0 ? chirp_[length - k] : -chirp_[length - k];
-  }
-
-  const double scale = 1.0 / static_cast<double>(dft_.length());
-  kernel_.resize(dft_.length());
-  std::fill(kernel_.re.begin(), kernel_.re.end(), 0.0);
-  std::fill(kernel_.im.begin(), kernel_.im.end(), 0.0);
-  for (std::size_t k = 0; k < length; ++k) {
-    const std::complex<double> weight = std::conj(chirp_[k]) * scale;
-    const std::size_t mirrored = k == 0 ? 0 : kernel_.size() - k;
-    kernel_.re[k] = kernel_.re[mirrored] = weight.real();
-    kernel_.im[k] = kernel_.im[mirrored] = weight.imag();
-  }
-  dft_.forward(kernel_, 1);
-}
-
-namespace {
-
-template <class T>
-struct plane_pointers_t {
-  explicit plane_pointers_t(planes_t<T>& planes) : re(planes.re.data()), im(planes.im.data()) {}
-  T* re;
-  T* im;
-};
-
-/// y = x c, element by element, the lanes sharing a factor.
-void apply_chirp(plane_pointers_t<float> x, std::span<const std::complex<double>> c,
-                 std::size_t lanes, plane_pointers_t<double> y) {
-  dispatch([=](auto /*target*/) ORN_KERNEL {
-    for (std::size_t k = 0; k < c.size(); ++k) {
-      const point_t<double> factor = point(c[k]);
-      for (std::size_t i = k * lanes; i < (k + 1) * lanes; ++i) {
-        const auto z = point_t<double>{x.re[i], x.im[i]} * factor;
-        y.re[i] = z.re;
-        y.im[i] = z.im;
-      }
-    }
-  });
-}
-
-/// y = conj(y c), the first half of an inverse transform.
-void multiply_and_conjugate(plane_pointers_t<double> y, plane_pointers_t<double> c,
-                            std::size_t count, std::size_t lanes) {
-  dispatch([=](auto /*target*/) ORN_KERNEL {
-    for (std::size_t k = 0; k < count; ++k) {
-      const point_t<double> factor{c.re[k], c.im[k]};
-      for (std::size_t i = k * lanes; i < (k + 1) * lanes; ++i) {
-        const auto z = conjugate(point_t<double>{y.re[i], y.im[i]} * factor);
-        y.re[i] = z.re;
-        y.im[i] = z.im;
-      }
-    }
-  });
-}
-
-/// x = conj(y) c in single precision, the second half.
-void conjugate_and_apply_chirp(plane_pointers_t<double> y, std::span<const std::complex<double>> c,
-                               std::size_t lanes, plane_pointers_t<float> x) {
-  dispatch([=](auto /*target*/) ORN_KERNEL {
-    for (std::size_t k = 0; k < c.size(); ++k) {
-      const point_t<double> factor = point(c[k]);
-      for (std::size_t i = k * lanes; i < (k + 1) * lanes; ++i) {
-        const auto z = conjugate(point_t<double>{y.re[i], y.im[i]}) * factor;
-        x.re[i] = static_cast<float>(z.re);
-        x.im[i] = static_cast<float>(z.im);
-      }
-    }
-  });
-}
-
-}  // namespace
-
-void bluestein_dft_t::forward(planes_t<float>& data, std::size_t lanes) {
-  convolved_.resize(kernel_.size() * lanes);
-  apply_chirp(plane_pointers_t(data), chirp_, lanes, plane_pointers_t(convolved_));
-  const auto padding = static_cast<std::ptrdiff_t>(chirp_.size() * lanes);
-  std::fill(convolved_.re.begin() + padding, convolved_.re.end(), 0.0);
-  std::fill(convolved_.im.begin() + padding, convolved_.im.end(), 0.0);
-  dft_.forward(convolved_, lanes);
-  // The inverse transform is the forward one between two conjugations.
-  multiply_and_conjugate(plane_pointers_t(convolved_), plane_pointers_t(kernel_), kernel_.size(),
-                         lanes);
-  dft_.forward(convolved_, lanes);
-  conjugate_and_apply_chirp(plane_pointers_t(convolved_), chirp_, lanes, plane_pointers_t(data));
 }
 
 dft_t::method_t dft_t::method_for(std::size_t length) {

@@ -35,6 +35,10 @@ class mixed_radix_dft_t {
   /// True when every prime factor of `length` has a butterfly.
   static bool serves(std::size_t length);
 
+  /// Smallest length at or above `minimum`, which is at least 1, of the fastest transforms: no
+  /// prime factor but 2, 3 and 5.
+  static std::size_t smooth_length(std::size_t minimum);
+
   /// length  number of points, at least 1, with serves(length)
   explicit mixed_radix_dft_t(std::size_t length);
 
@@ -80,10 +84,10 @@ class bluestein_dft_t {
   void forward(planes_t<float>& data, std::size_t lanes);
 
  private:
-  mixed_radix_dft_t<double> dft_;          ///< of the padded length
-  scratch_t<std::complex<double>> chirp_;  ///< exp(-pi i k^2 / length)
-  planes_t<double> kernel_;                ///< spectrum of the conjugate chirp, scaled
-  planes_t<double> convolved_;             ///< work buffer of the padded length
+  mixed_radix_dft_t<double> dft_;  ///< of the padded length
+  planes_t<double> chirp_;         ///< exp(-pi i k^2 / length)
+  planes_t<double> kernel_;        ///< spectrum of the conjugate chirp, scaled
+  planes_t<double> convolved_;     ///< work buffer of the padded length
 };
 
 /// The same for a series too long for a cache, whose transforms then cost what they move. The

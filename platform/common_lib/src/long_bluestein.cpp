@@ -1,3 +1,4 @@
+#include "bluestein.h"
 #include "dft.h"
 #include "dispatch.h"
 #include "point.h"
@@ -7,9 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstdint>
 #include <span>
-#include <type_traits>
 
 namespace orn::common_lib {
 namespace {
@@ -29,20 +28,6 @@ std::size_t rows_for(std::size_t minimum) {
   };
   return std::min({least(1), least(3), least(5), least(9), least(15)});
 }
-
-/// Both planes from element `at` on. T is const where they are only read.
-template <class T>
-struct plane_pointers_t {
-  using planes_type =
-      std::conditional_t<std::is_const_v<T>, const planes_t<std::remove_const_t<T>>, planes_t<T>>;
-  explicit plane_pointers_t(planes_type& planes, std::size_t at = 0)
-      : re(planes.re.data() + at), im(planes.im.data() + at) {}
-  plane_pointers_t(T* real, T* imaginary) : re(real), im(imaginary) {}
-  T* re;
-  T* im;
-};
-using source_t = plane_pointers_t<const double>;
-using sink_t = plane_pointers_t<double>;
 
 /// Turns of a block of columns: row k of it turns by rows[k], lane l of the row by lanes[k * unit +
 /// l] as well.
@@ -180,20 +165,8 @@ void mirror_columns(source_t c, std::size_t length, double scale, std::size_t fi
   });
 }
 
-/// y = conj(y c), the first half of an inverse transform.
-void multiply_and_conjugate(sink_t y, source_t c, std::size_t count) {
-  dispatch([=](auto /*on*/) ORN_KERNEL {
-    for (std::size_t k = 0; k < count; ++k) {
-      const auto z =
-          conjugate(point_t<double>{y.re[k], y.im[k]} * point_t<double>{c.re[k], c.im[k]});
-      y.re[k] = z.re;
-      y.im[k] = z.im;
-    }
-  });
-}
-
-/// x = conj(y) c in single precision, the second half, unit i of y going to element first + i *
-/// columns of x as far as its `length` elements go.
+/// x = conj(y) c in single precision, the second half of an inverse transform, unit i of y going to
+/// element first + i * columns of x as far as its `length` elements go.
 void conjugate_and_multiply_columns(source_t y, source_t c, plane_pointers_t<float> x,
                                     std::size_t length, std::size_t first) {
   dispatch([=](auto /*on*/) ORN_KERNEL {
@@ -214,25 +187,11 @@ void conjugate_and_multiply_columns(source_t y, source_t c, plane_pointers_t<flo
 }  // namespace
 
 long_bluestein_dft_t::long_bluestein_dft_t(std::size_t length)
-    : down_(rows_for(2 * length - 1)), along_(columns), roots_(rows() * columns) {
+    : down_(rows_for(2 * length - 1)),
+      along_(columns),
+      roots_(rows() * columns),
+      chirp_(make_chirp(length, roots_of_unity_t(2 * length))) {
   const std::size_t padded = rows() * columns;
-  chirp_.resize(length);
-  const roots_of_unity_t half_roots(2 * length);
-  std::uint64_t square = 0;  // k^2 modulo 2 N
-  for (std::size_t k = 0; k <= length / 2; ++k) {
-    const point_t<double> c = half_roots(square);
-    // (N - k)^2 is k^2 modulo 2 N for an even N, k^2 + N, half a turn more, for an odd one.
-    const double sign = length % 2 == 0 ? 1.0 : -1.0;
-    chirp_.re[k] = c.re;
-    chirp_.im[k] = c.im;
-    if (k != 0) {
-      chirp_.re[length - k] = sign * c.re;
-      chirp_.im[length - k] = sign * c.im;
-    }
-    square += 2 * k + 1;
-    square -= square < 2 * length ? 0 : 2 * length;
-  }
-
   turns_.resize(rows());
   lane_turns_.resize(rows() * unit);
   for (std::size_t k = 0; k < rows(); ++k) {
@@ -301,7 +260,7 @@ void long_bluestein_dft_t::forward_single(planes_t<float>& data) {
       convolved_);
   for (std::size_t at = 0; at < kernel_.size(); at += row_block_.size()) {
     transform_rows(convolved_, at);
-    multiply_and_conjugate(sink_t(row_block_), source_t(kernel_, at), row_block_.size());
+    multiply_and_conjugate(sink_t(row_block_), source_t(kernel_, at), row_block_.size(), 1);
     along_.forward(row_block_, unit);
     put_rows(convolved_, at);
   }

@@ -1,35 +1,18 @@
 #pragma once
 
 #include "dispatch.h"
-#include "vector.h"
 
-#include <bit>
 #include <cmath>
-#include <cstdint>
 #include <limits>
-#include <numbers>
 
 namespace orn::fmcw_demod_lib::kernels {
 
-/// Angle of the point (x, y) [rad], -pi to pi: the classic single-precision evaluation (argument
-/// reduction around 0, 1/2, 1, 3/2 and infinity, then an odd polynomial with the even and the odd
-/// coefficients summed apart; cf. W. J. Cody and W. Waite, Software Manual for the Elementary
-/// Functions, 1980, chapter 11). Written out, for the platform's atan2f is free to round
+/// atan(t) [rad] for t from 0 on by the classic single-precision evaluation: argument reduction
+/// around 0, 1/2, 1, 3/2 and infinity, then an odd polynomial with the even and the odd
+/// coefficients summed apart (cf. W. J. Cody and W. Waite, Software Manual for the Elementary
+/// Functions, 1980, chapter 11). Written out, for the platform's functions are free to round
 /// differently, and without branches, so that loops over it are vectorised.
-ORN_KERNEL inline float arctangent(float y, float x) noexcept {
-  using common_lib::both;
-  using common_lib::either;
-  const float ay = std::fabs(y);
-  const float ax = std::fabs(x);
-  constexpr float infinity = std::numeric_limits<float>::infinity();
-  const bool left = std::bit_cast<std::int32_t>(x) < 0;  // a negative zero is left as well
-  const bool origin = both(ax == 0.0F, ay == 0.0F);
-  const bool diagonal = both(ax == infinity, ay == infinity);
-  const bool vertical = either(both(ax == 0.0F, ay > 0.0F), both(ax < infinity, ay == infinity));
-  float t = ay / ax;
-  t = origin ? 0.0F : t;
-  t = diagonal ? 1.0F : t;
-
+ORN_KERNEL inline float arctangent(float t) noexcept {
   // atan(t) = atan(c) + atan((t - c) / (1 + c t)) for the centres c = 0, 1/2, 1, 3/2, infinity.
   const bool above_0 = t >= 0.4375F;
   const bool above_half = t >= 0.6875F;
@@ -71,23 +54,48 @@ ORN_KERNEL inline float arctangent(float y, float x) noexcept {
            w * (-1.1111110449e-01F +
                 w * (-7.6918758452e-02F + w * (-5.8335702866e-02F + w * -3.6531571299e-02F))));
   const float correction = r * (even + odd);
-  float angle = above_0 ? centre - ((correction - centre_error) - r) : r - correction;
-  angle = t < 0x1p-29F ? t : angle;
-  angle = t >= 0x1p25F ? 1.5707962513e+00F + 7.5497894159e-08F : angle;
+  return above_0 ? centre - ((correction - centre_error) - r) : r - correction;
+}
 
-  // How many powers of two |y| lies above |x|.
-  const std::int32_t steepness =
-      (std::bit_cast<std::int32_t>(ay) - std::bit_cast<std::int32_t>(ax)) >> 23;
-  constexpr float half_pi = 1.5707963705e+00F;
+/// pi less an angle, pi as a float and its error.
+ORN_KERNEL inline float supplement(float angle) noexcept {
   constexpr float pi = 3.1415927410e+00F;
   constexpr float pi_error = -8.7422776573e-08F;
-  angle = steepness > 60 ? half_pi : angle;
-  angle = both(left, steepness < -60) ? 0.0F : angle;
-  angle = left ? pi - (angle - pi_error) : angle;
-  angle = both(left, diagonal) ? 2.3561945e+00F : angle;
-  angle = vertical ? half_pi : angle;
-  angle = t == t ? angle : t;  // a NaN
+  return pi - (angle - pi_error);
+}
+
+/// True for points off the vertical axis, |y| < 2^25 |x|: no zero by zero, no infinite y, no NaN.
+ORN_KERNEL inline bool is_off_vertical(float y, float x) noexcept {
+  return std::fabs(y) / std::fabs(x) < 0x1p25F;
+}
+
+/// Angle [rad] of the point (x, y), which is off the vertical axis, -pi to pi.
+ORN_KERNEL inline float arctangent_off_vertical(float y, float x) noexcept {
+  const float angle = arctangent(std::fabs(y) / std::fabs(x));
+  return std::copysign(x < 0.0F ? supplement(angle) : angle, y);
+}
+
+/// Angle [rad] of any other point, the origin and infinite ones included; a NaN if a part is one.
+ORN_KERNEL inline float arctangent_at_vertical(float y, float x) noexcept {
+  constexpr float half_pi = 1.5707963705e+00F;
+  if (std::isnan(x) || std::isnan(y)) {
+    return std::numeric_limits<float>::quiet_NaN();
+  }
+  const bool left = std::signbit(x);
+  float angle = half_pi;
+  if (y == 0.0F) {
+    angle = left ? 2 * half_pi : 0.0F;
+  } else if (std::isinf(x)) {
+    angle = left ? 1.5F * half_pi : 0.5F * half_pi;
+  } else if (left && x != 0.0F && !std::isinf(y)) {
+    angle = supplement(half_pi);
+  }
   return std::copysign(angle, y);
+}
+
+/// Angle of any point (x, y) [rad], -pi to pi.
+ORN_KERNEL inline float arctangent(float y, float x) noexcept {
+  return is_off_vertical(y, x) ? arctangent_off_vertical(y, x) : arctangent_at_vertical(y, x);
 }
 
 }  // namespace orn::fmcw_demod_lib::kernels

@@ -21,6 +21,24 @@ namespace {
 constexpr double pi = std::numbers::pi;
 constexpr double two_pi = 2.0 * pi;
 
+/// Angles of a block of samples, few or none of which lie at the vertical axis.
+ORN_KERNEL inline void find_angles(const sample_t* samples, std::size_t count, float* out) {
+  int at_vertical = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const float x = samples[i].real();
+    const float y = samples[i].imag();
+    out[i] = arctangent_off_vertical(y, x);
+    at_vertical |= static_cast<int>(!is_off_vertical(y, x));
+  }
+  for (std::size_t i = 0; at_vertical != 0 && i < count; ++i) {
+    const float x = samples[i].real();
+    const float y = samples[i].imag();
+    if (!is_off_vertical(y, x)) {
+      out[i] = arctangent_at_vertical(y, x);
+    }
+  }
+}
+
 /// q rounded to the nearest integer, halves toward zero. Infinities and NaN stay.
 double round_half_toward_zero(double q) {
   const double whole = std::trunc(q);
@@ -124,9 +142,9 @@ void time_axis(double fs, std::span<float> out) noexcept {
 
 void phase_angles(std::span<const sample_t> samples, std::span<float> out) noexcept {
   dispatch([=](auto /*on*/) ORN_KERNEL {
-    for (std::size_t i = 0; i < out.size(); ++i) {
-      out[i] = arctangent(samples[i].imag(), samples[i].real());
-    }
+    for_each_block(out.size(), [&](std::size_t first, std::size_t count) ORN_KERNEL {
+      find_angles(&samples[first], count, &out[first]);
+    });
   });
 }
 
@@ -143,9 +161,8 @@ void instantaneous_frequency(std::span<const sample_t> samples, float fs,
     for (std::size_t first = 0; first < samples.size(); first += run) {
       const std::size_t count = std::min(run, samples.size() - first);
       const sample_t* const z = &samples[first];
-      for (std::size_t i = 0; i < count; ++i) {
-        angle[1 + i] = arctangent(z[i].imag(), z[i].real());
-      }
+      for_each_block(count, [&](std::size_t at, std::size_t block_count)
+                                ORN_KERNEL { find_angles(z + at, block_count, &angle[1 + at]); });
       for_each_block(count, [&](std::size_t at, std::size_t block_count) ORN_KERNEL {
         unwrapper.next<decltype(on)>(&angle[1 + at], block_count, &held[2 + at]);
       });

@@ -49,8 +49,4 @@ planes_t<double> make_chirp(std::size_t length, const Root& root) {
   return chirp;
 }
 
-/// y = conj(y c) for `count` factors, each shared by `lanes` elements: the first half of an inverse
-/// transform, which is the forward one between two conjugations.
-void multiply_and_conjugate(sink_t y, source_t c, std::size_t count, std::size_t lanes);
-
 }  // namespace orn::common_lib

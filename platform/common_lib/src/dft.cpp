@@ -89,37 +89,12 @@ struct angles_t {
   angles_t after(std::size_t radix) const { return {roots, period, first * radix, step * radix}; }
 };
 
-/// What a pass reads: the elements of `stride` interleaved transforms.
-template <class T>
-struct interleaved_t {
-  const T* re;
-  const T* im;
-  std::size_t stride;
-
-  /// Element `i` from transform `q` on.
-  template <class Value>
-  ORN_KERNEL point_t<Value> at(std::size_t i, std::size_t q) const {
-    return {load<Value>(re + i * stride + q), load<Value>(im + i * stride + q)};
-  }
-};
-
-/// What a first pass may read instead.
-struct weighted_t {
-  weighted_series_t series;
-
-  template <class Value>
-  ORN_KERNEL point_t<Value> at(std::size_t i, std::size_t q) const {
-    const std::size_t from = series.offsets[i] + q;
-    const float weight = series.weights[i];
-    return {load<Value>(series.re + from) * weight, load<Value>(series.im + from) * weight};
-  }
-};
-
 /// One pass: `stride` interleaved transforms of `points` points each become Radix * stride
-/// interleaved transforms of points / Radix points. The stride counts the lanes in.
-template <class T, class Source = interleaved_t<T>>
+/// interleaved transforms of points / Radix points. The stride counts the lanes in. Only a first
+/// pass may read another series than one that lies interleaved.
+template <class T, class Series = interleaved_t<T>>
 struct pass_t {
-  Source in;
+  Series in;
   T* out_re;
   T* out_im;
   std::size_t points;
@@ -145,8 +120,8 @@ struct pass_t {
 
 /// One column of a pass, all of whose transforms turn by the same angles, from transform `q` on as
 /// far as whole values go.
-template <std::size_t Radix, bool Turned, class Value, class T, class Source>
-ORN_KERNEL inline void transform_column(const pass_t<T, Source>& pass, std::size_t column,
+template <std::size_t Radix, bool Turned, class Value, class T, class Series>
+ORN_KERNEL inline void transform_column(const pass_t<T, Series>& pass, std::size_t column,
                                         const std::array<point_t<T>, Radix>& butterfly_roots,
                                         std::size_t q) {
   const std::size_t columns = pass.points / Radix;
@@ -156,7 +131,7 @@ ORN_KERNEL inline void transform_column(const pass_t<T, Source>& pass, std::size
   for (; q + width <= pass.stride; q += width) {
     std::array<point_t<Value>, Radix> a;
     for (std::size_t r = 0; r < Radix; ++r) {
-      a[r] = pass.in.template at<Value>(column + columns * r, q);
+      a[r] = pass.in.template at<Value>(column + columns * r, q, pass.stride);
     }
     butterfly<Radix, Value, T>(a, butterfly_roots);
     for (std::size_t c = 0; c < Radix; ++c) {
@@ -170,8 +145,8 @@ ORN_KERNEL inline void transform_column(const pass_t<T, Source>& pass, std::size
 
 /// All columns of a pass, from transform `q` on as far as whole values go. Returns the first
 /// transform that is left.
-template <std::size_t Radix, class Value, class T, class Source>
-ORN_KERNEL inline std::size_t transform_columns(const pass_t<T, Source>& pass, std::size_t q) {
+template <std::size_t Radix, class Value, class T, class Series>
+ORN_KERNEL inline std::size_t transform_columns(const pass_t<T, Series>& pass, std::size_t q) {
   const auto butterfly_roots = pass.template butterfly_roots<Radix>();
   std::size_t column = 0;
   if (pass.angles.first == 0) {
@@ -193,7 +168,7 @@ ORN_KERNEL inline std::size_t transform_single_columns(const pass_t<T>& pass, st
   for (; column + width <= row; column += width) {
     std::array<point_t<Value>, Radix> a;
     for (std::size_t r = 0; r < Radix; ++r) {
-      a[r] = pass.in.template at<Value>(column + row * r, 0);
+      a[r] = pass.in.template at<Value>(column + row * r, 0, 1);
     }
     butterfly<Radix, Value, T>(a, butterfly_roots);
     for (std::size_t c = 0; c < Radix; ++c) {
@@ -241,17 +216,17 @@ void run(const pass_t<T>& pass) {
 }
 
 /// A first pass, whose lanes fill one unit: a stride that the compiler knows spares it addresses.
-template <std::size_t Radix>
-void run(const pass_t<float, weighted_t>& pass) {
+template <std::size_t Radix, class T, class Series>
+void run(const pass_t<T, Series>& pass) {
   dispatch([&pass](auto on) ORN_KERNEL {
     auto unit_pass = pass;
-    unit_pass.stride = full_unit<float>;
-    transform_columns<Radix, vector_t<float, decltype(on)>>(unit_pass, 0);
+    unit_pass.stride = full_unit<T>;
+    transform_columns<Radix, vector_t<T, decltype(on)>>(unit_pass, 0);
   });
 }
 
-template <class T, class Source>
-void run(std::size_t radix, const pass_t<T, Source>& pass) {
+template <class T, class Series>
+void run(std::size_t radix, const pass_t<T, Series>& pass) {
   switch (radix) {
     case 2:
       return run<2>(pass);
@@ -281,7 +256,7 @@ void run_passes(std::span<const std::size_t> radices, std::size_t points, std::s
     // The last pass puts bins where it has taken elements from, which is in the cache.
     const std::size_t columns = points / radix;
     planes_t<T>& out = columns == 1 ? data : passed;
-    run(radix, pass_t<T>{{data.re.data(), data.im.data(), stride},
+    run(radix, pass_t<T>{{data.re.data(), data.im.data()},
                          out.re.data(),
                          out.im.data(),
                          points,
@@ -300,17 +275,28 @@ void run_passes(std::span<const std::size_t> radices, std::size_t points, std::s
 template <class T>
 constexpr std::size_t cached = (std::size_t{1} << 19) / sizeof(T);
 
-/// Interleaves weighted series, as many as there are lanes.
-void read(const weighted_series_t& series, std::size_t lanes, planes_t<float>& data) {
-  dispatch([=, re = data.re.data(), im = data.im.data()](auto /*on*/) ORN_KERNEL {
-    for (std::size_t i = 0; i < series.offsets.size(); ++i) {
-      const float* const from_re = series.re + series.offsets[i];
-      const float* const from_im = series.im + series.offsets[i];
-      const float weight = series.weights[i];
-      for (std::size_t l = 0; l < lanes; ++l) {
-        re[i * lanes + l] = from_re[l] * weight;
-        im[i * lanes + l] = from_im[l] * weight;
+/// Computes the elements of series, as many as there are lanes, where passes read them.
+template <class T, class Series>
+void write_out(const Series& series, std::size_t length, std::size_t lanes, planes_t<T>& data) {
+  dispatch([=, re = data.re.data(), im = data.im.data()](auto on) ORN_KERNEL {
+    using value_t = vector_t<T, decltype(on)>;
+    const auto write = [=]<class Value>(Value, std::size_t i, std::size_t l, std::size_t pitch)
+                           ORN_KERNEL {
+                             const point_t<Value> element = series.template at<Value>(i, l, pitch);
+                             store(element.re, re + i * pitch + l);
+                             store(element.im, im + i * pitch + l);
+                           };
+    const std::size_t whole = lanes - lanes % width_of<value_t, T>;
+    for (std::size_t i = 0; i < length && lanes > 1; ++i) {
+      for (std::size_t l = 0; l < whole; l += width_of<value_t, T>) {
+        write(value_t{}, i, l, lanes);
       }
+      for (std::size_t l = whole; l < lanes; ++l) {
+        write(T{}, i, l, lanes);
+      }
+    }
+    for (std::size_t i = 0; i < length && lanes == 1; ++i) {
+      write(T{}, i, 0, 1);
     }
   });
 }
@@ -457,37 +443,22 @@ void mixed_radix_dft_t<T>::forward(planes_t<T>& data, std::size_t lanes) {
   }
 }
 
-template <>
-void mixed_radix_dft_t<float>::forward(const weighted_series_t& series, planes_t<float>& data,
-                                       std::size_t lanes) {
-  if (radices_.empty() || lanes != full_unit<float> || data.size() > cached<float>) {
-    read(series, lanes, data);
-    forward(data, lanes);
-    return;
-  }
-  forward_from(weighted_t{series}, data, lanes);
-}
-
 template <class T>
-void mixed_radix_dft_t<T>::forward(const T* re, const T* im, planes_t<T>& data, std::size_t lanes) {
-  if (radices_.empty() || data.size() > cached<T>) {
-    std::copy_n(re, data.size(), data.re.begin());
-    std::copy_n(im, data.size(), data.im.begin());
-    forward(data, lanes);
-    return;
-  }
-  forward_from(interleaved_t<T>{re, im, lanes}, data, lanes);
-}
-
-/// The first pass goes from `source` to `data`, the others go on from there.
-template <class T>
-template <class Source>
-void mixed_radix_dft_t<T>::forward_from(const Source& source, planes_t<T>& data,
-                                        std::size_t lanes) {
+template <class Series>
+void mixed_radix_dft_t<T>::forward(const Series& series, planes_t<T>& data, std::size_t lanes) {
+  // Not to where series may be read from, which a compiler would fear at every element.
   passed_.resize(data.size());
+  if (radices_.empty() || lanes != full_unit<T> || data.size() > cached<T>) {
+    write_out(series, length(), lanes, passed_);
+    data.swap(passed_);
+    forward(data, lanes);
+    return;
+  }
   const angles_t<T> angles{roots_.data(), length(), 0, 1};
   const std::size_t radix = radices_.front();
-  run(radix, pass_t<T, Source>{source, data.re.data(), data.im.data(), length(), lanes, angles});
+  run(radix,
+      pass_t<T, Series>{series, passed_.re.data(), passed_.im.data(), length(), lanes, angles});
+  data.swap(passed_);
   run_passes<T>(std::span(radices_).subspan(1), length() / radix, lanes * radix,
                 angles.after(radix), data, passed_);
 }
@@ -569,8 +540,10 @@ void dft_t::forward(planes_t<float>& data, std::size_t lanes) {
 void dft_t::forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes) {
   if (auto* const mixed_radix = std::get_if<mixed_radix_dft_t<float>>(&method_)) {
     mixed_radix->forward(series, data, lanes);
+  } else if (auto* const bluestein = std::get_if<bluestein_dft_t>(&method_)) {
+    bluestein->forward(series, data, lanes);
   } else {
-    read(series, lanes, data);
+    write_out(series, length_, lanes, data);
     forward(data, lanes);
   }
 }
@@ -588,5 +561,16 @@ void dft_t::forward(std::span<std::complex<float>> data) {
 }
 
 template class mixed_radix_dft_t<double>;
+
+using transform_t = mixed_radix_dft_t<double>;
+using products_t = conjugate_product_t<shared_t<double>>;
+using own_products_t = conjugate_product_t<interleaved_t<double>>;
+template void transform_t::forward(const interleaved_t<double>&, planes_t<double>&, std::size_t);
+template void transform_t::forward(const chirped_t<interleaved_t<float>>&, planes_t<double>&,
+                                   std::size_t);
+template void transform_t::forward(const chirped_t<weighted_series_t>&, planes_t<double>&,
+                                   std::size_t);
+template void transform_t::forward(const products_t&, planes_t<double>&, std::size_t);
+template void transform_t::forward(const own_products_t&, planes_t<double>&, std::size_t);
 
 }  // namespace orn::common_lib

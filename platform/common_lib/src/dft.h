@@ -2,6 +2,7 @@
 
 #include "roots.h"
 #include "scratch.h"
+#include "series.h"
 
 #include <complex>
 #include <cstddef>
@@ -14,18 +15,8 @@ namespace orn::common_lib {
 /// Longer series are long enough by themselves: several at once would only fill the cache.
 constexpr std::size_t longest_in_lanes = 16384;
 
-/// Transforms work on several series at once, which is where their speed comes from: element i of
-/// series l lies at index i * lanes + l of both planes. The bits of a series do not depend on the
-/// number of lanes.
-
-/// Series that lie side by side and are weighted as they are read: element i of series l is
-/// weights[i] times the number at offsets[i] + l of either plane.
-struct weighted_series_t {
-  const float* re;
-  const float* im;
-  std::span<const std::size_t> offsets;
-  std::span<const float> weights;
-};
+/// Transforms work on several series at once, which is where their speed comes from (series.h).
+/// The bits of a series do not depend on the number of lanes.
 
 /// Forward DFT of lengths whose prime factors are all small: mixed radix, self-sorting passes
 /// (Stockham, decimation in frequency). T is the precision of the data and of every operation.
@@ -47,11 +38,10 @@ class mixed_radix_dft_t {
   /// Transforms `data`, lanes times length() points, in place.
   void forward(planes_t<T>& data, std::size_t lanes);
 
-  /// Transforms planes into `data`, which has their size.
-  void forward(const T* re, const T* im, planes_t<T>& data, std::size_t lanes);
-
-  /// Transforms `series` into `data`, which has the size for it.
-  void forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes);
+  /// Transforms `series`, of length() elements, into `data`, which has the size for them and may be
+  /// what they are read from, element by element.
+  template <class Series>
+  void forward(const Series& series, planes_t<T>& data, std::size_t lanes);
 
  private:
   /// How far a transform has come: `stride` interleaved transforms of `points` points are left.
@@ -60,8 +50,6 @@ class mixed_radix_dft_t {
     std::size_t points;
     std::size_t stride;
   };
-  template <class Source>
-  void forward_from(const Source& source, planes_t<T>& data, std::size_t lanes);
   void pass_in_blocks(std::span<const std::size_t> radices, const state_t& state,
                       std::size_t angle_step, planes_t<T>& data);
   void finish_in_blocks(const state_t& state, std::size_t lanes, planes_t<T>& data);
@@ -83,7 +71,13 @@ class bluestein_dft_t {
   /// Transforms `data`, lanes times `length` points, in place.
   void forward(planes_t<float>& data, std::size_t lanes);
 
+  /// Transforms `series` into `data`, which has the size for it.
+  void forward(const weighted_series_t& series, planes_t<float>& data, std::size_t lanes);
+
  private:
+  template <class Series>
+  void transform(const Series& series, planes_t<float>& data, std::size_t lanes);
+
   mixed_radix_dft_t<double> dft_;  ///< of the padded length
   planes_t<double> chirp_;         ///< exp(-pi i k^2 / length)
   planes_t<double> kernel_;        ///< spectrum of the conjugate chirp, scaled

@@ -242,7 +242,7 @@ void long_bluestein_dft_t::transform_columns(Load load, planes_t<double>& matrix
 
 /// The rows of `matrix` from element `at` on, transformed into row_block_.
 void long_bluestein_dft_t::transform_rows(const planes_t<double>& matrix, std::size_t at) {
-  along_.forward(&matrix.re[at], &matrix.im[at], row_block_, unit);
+  along_.forward(interleaved_t<double>{&matrix.re[at], &matrix.im[at]}, row_block_, unit);
 }
 
 void long_bluestein_dft_t::put_rows(planes_t<double>& matrix, std::size_t at) const {
@@ -260,8 +260,9 @@ void long_bluestein_dft_t::forward_single(planes_t<float>& data) {
       convolved_);
   for (std::size_t at = 0; at < kernel_.size(); at += row_block_.size()) {
     transform_rows(convolved_, at);
-    multiply_and_conjugate(sink_t(row_block_), source_t(kernel_, at), row_block_.size(), 1);
-    along_.forward(row_block_, unit);
+    const interleaved_t<double> spectra{row_block_.re.data(), row_block_.im.data()};
+    const interleaved_t<double> kernel{&kernel_.re[at], &kernel_.im[at]};
+    along_.forward(conjugate_product_t<interleaved_t<double>>{spectra, kernel}, row_block_, unit);
     put_rows(convolved_, at);
   }
   for (std::size_t column = 0; column < columns; column += unit) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <type_traits>
 
 namespace orn::common_lib {
 
@@ -22,6 +23,28 @@ template <class Value, class T>
 inline constexpr std::size_t width_of = sizeof(Value) / sizeof(T);
 template <class T>
 inline constexpr std::size_t width_of<T, T> = 1;
+
+/// A value of so many numbers.
+template <class T, std::size_t Count>
+struct value_of_t {
+  using type = typename vector_of_t<T, Count * sizeof(T)>::type;
+};
+template <class T>
+struct value_of_t<T, 1> {
+  using type = T;
+};
+template <class T, std::size_t Count>
+using values_of_t = typename value_of_t<T, Count>::type;
+
+/// A value of another number type.
+template <class To, class From>
+ORN_KERNEL inline To converted(From from) {
+  if constexpr (std::is_arithmetic_v<To>) {
+    return static_cast<To>(from);
+  } else {
+    return __builtin_convertvector(from, To);
+  }
+}
 
 /// Conjunction and disjunction without a branch, which would keep a loop from being vectorised.
 ORN_KERNEL constexpr bool both(bool a, bool b) noexcept {

@@ -286,17 +286,20 @@ void write_out(const Series& series, std::size_t length, std::size_t lanes, plan
                              store(element.re, re + i * pitch + l);
                              store(element.im, im + i * pitch + l);
                            };
+    if (lanes == 1) {  // the elements follow one another
+      for (std::size_t i = 0; i < length; ++i) {
+        write(T{}, i, 0, 1);
+      }
+      return;
+    }
     const std::size_t whole = lanes - lanes % width_of<value_t, T>;
-    for (std::size_t i = 0; i < length && lanes > 1; ++i) {
+    for (std::size_t i = 0; i < length; ++i) {
       for (std::size_t l = 0; l < whole; l += width_of<value_t, T>) {
         write(value_t{}, i, l, lanes);
       }
       for (std::size_t l = whole; l < lanes; ++l) {
         write(T{}, i, l, lanes);
       }
-    }
-    for (std::size_t i = 0; i < length && lanes == 1; ++i) {
-      write(T{}, i, 0, 1);
     }
   });
 }

@@ -14,25 +14,23 @@ using common_lib::transpose_strip;
 
 namespace {
 
-/// Four samples of each of four columns, `hop` apart, to as many lines of both planes.
-ORN_KERNEL inline void sort_tile(const sample_t* samples, std::size_t hop, float* re, float* im,
-                                 std::size_t pitch) {
-  using quad_t = common_lib::groups_t<float, 4>;
-  std::array<quad_t, 4> re_lines;
-  std::array<quad_t, 4> im_lines;
-  for (std::size_t l = 0; l < 4; ++l) {
-    const auto* const parts = reinterpret_cast<const float*>(samples + l * hop);
-    const auto a = common_lib::load<quad_t>(parts);
-    const auto b = common_lib::load<quad_t>(parts + 4);
-    re_lines[l] = __builtin_shufflevector(a, b, 0, 2, 4, 6);
-    im_lines[l] = __builtin_shufflevector(a, b, 1, 3, 5, 7);
+/// Sorts whole strips of columns, two phases of them at a time, from `column` on. Returns the first
+/// column that is left.
+template <std::size_t Strip>
+ORN_KERNEL inline std::size_t sort_strips(std::span<const sample_t> samples, std::size_t hop,
+                                          std::size_t pitch, std::span<float> re,
+                                          std::span<float> im, std::size_t column) {
+  for (const std::size_t columns = samples.size() / hop; column + Strip <= columns;
+       column += Strip) {
+    for (std::size_t phase = 0; phase + 2 <= hop; phase += 2) {
+      const std::size_t next = (phase + 1) * pitch;
+      const std::array<float*, 4> lines = {&re[phase * pitch], &im[phase * pitch], &re[next],
+                                           &im[next]};
+      const auto* const parts = reinterpret_cast<const float*>(&samples[column * hop + phase]);
+      transpose_strip<Strip>(parts, 2 * hop, lines.data(), column);
+    }
   }
-  re_lines = common_lib::transposed<float>(re_lines);
-  im_lines = common_lib::transposed<float>(im_lines);
-  for (std::size_t i = 0; i < 4; ++i) {
-    common_lib::store(re_lines[i], re + i * pitch);
-    common_lib::store(im_lines[i], im + i * pitch);
-  }
+  return column;
 }
 
 /// Copies the bins [first, last) to the rows from element `at` on.
@@ -59,19 +57,14 @@ ORN_KERNEL inline void lanes_to_rows(std::span<const float> values, std::size_t 
 
 void sort_by_phase(std::span<const sample_t> samples, std::size_t hop, std::size_t pitch,
                    std::span<float> re, std::span<float> im) noexcept {
-  const std::size_t columns = samples.size() / hop;
-  const std::size_t tiled_columns = columns / 4 * 4;
-  const std::size_t tiled_phases = hop / 4 * 4;
-  dispatch([=](auto /*on*/) ORN_KERNEL {
-    for (std::size_t phase = 0; phase < tiled_phases; phase += 4) {
-      for (std::size_t column = 0; column < tiled_columns; column += 4) {
-        const std::size_t to = phase * pitch + column;
-        sort_tile(&samples[column * hop + phase], hop, &re[to], &im[to], pitch);
-      }
-    }
+  std::size_t sorted = 0;
+  dispatch([=, &sorted](auto on) ORN_KERNEL {
+    constexpr std::size_t strip = decltype(on)::register_bytes / sizeof(float);
+    const std::size_t next = sort_strips<strip>(samples, hop, pitch, re, im, 0);
+    sorted = sort_strips<4>(samples, hop, pitch, re, im, next);
   });
   for (std::size_t phase = 0; phase < hop; ++phase) {
-    std::size_t column = phase < tiled_phases ? tiled_columns : 0;
+    std::size_t column = phase + 1 < hop || hop % 2 == 0 ? sorted : 0;
     for (std::size_t i = column * hop + phase; i < samples.size(); i += hop, ++column) {
       re[phase * pitch + column] = samples[i].real();
       im[phase * pitch + column] = samples[i].imag();

@@ -91,20 +91,6 @@ TEST(Analysis, TimeAxisDividesInDouble) {
   }
 }
 
-TEST(Analysis, PowerTraceIsSinglePrecisionThroughout) {
-  auto stream = sawtooth.stream();
-  stream.samples[0] = {0.0F, 0.0F};
-  stream.samples[1] = {std::sqrt(0.1F), 0.0F};
-  stream.samples[2] = {0.3F, 0.4F};
-  const auto result = engine_t(sawtooth.config(), stream).analyze();
-  EXPECT_EQ(result.instantaneous_power[0],
-            10.0F * static_cast<float>(std::log10(static_cast<double>(1e-12F))));
-  EXPECT_NEAR(result.instantaneous_power[1], 0.0F, 1e-6);
-  EXPECT_EQ(result.instantaneous_power[2],
-            10.0F * static_cast<float>(
-                        std::log10(static_cast<double>(0.5F * 0.5F / 100.0F * 1000.0F + 1e-12F))));
-}
-
 TEST(Analysis, ResetsTheResultWhenTheRangeDoesNotFit) {
   fmcw_measure_result_t used = engine_t(sawtooth.config(), sawtooth.stream()).analyze();
   used.psd_freq = {1.0F};

@@ -1,5 +1,5 @@
-#include "basefunc/arctangent.h"
 #include "basefunc/bounded.h"
+#include "basefunc/kernels.h"
 #include "dispatch.h"
 
 #include <algorithm>
@@ -112,17 +112,17 @@ bool check_pairs(std::uint64_t pairs) {
     alignas(64) block_t<float> re;
     alignas(64) block_t<float> im;
     alignas(64) block_t<float> magnitudes_of;
-    alignas(64) block_t<float> angles;
+    std::array<sample_t, block_length> samples;
+    std::array<float, block_length> angles;
     for (std::size_t i = 0; i < block_length; ++i) {
       re[i] = random.next(values / block_length);
       im[i] = random.next(values / block_length);
+      samples[i] = {re[i], im[i]};
     }
     common_lib::dispatch([&](auto on) ORN_KERNEL {
       magnitudes<decltype(on)>(re.data(), im.data(), block_length, 0.0F, magnitudes_of);
-      for (std::size_t i = 0; i < block_length; ++i) {
-        angles[i] = arctangent(im[i], re[i]);
-      }
     });
+    phase_angles(samples, angles);
     for (std::size_t i = 0; i < block_length; ++i) {
       magnitude.count(magnitudes_of[i], literal_magnitude(re[i], im[i]), re[i], im[i]);
 #if defined(__x86_64__)

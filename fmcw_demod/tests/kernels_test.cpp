@@ -84,6 +84,14 @@ void expect_same(const std::vector<T>& actual, const std::vector<T>& expected) {
   }
 }
 
+void expect_same(const common_lib::planes_t<float>& actual,
+                 const common_lib::planes_t<float>& expected) {
+  expect_same<float>({actual.re.begin(), actual.re.end()},
+                     {expected.re.begin(), expected.re.end()});
+  expect_same<float>({actual.im.begin(), actual.im.end()},
+                     {expected.im.begin(), expected.im.end()});
+}
+
 #define EXPECT_SAME(actual, expected) \
   EXPECT_TRUE(same((actual), (expected))) << (actual) << " instead of " << (expected)
 
@@ -510,33 +518,35 @@ TEST(Kernels, SortSamplesIntoPhasesAndLanesIntoRows) {
 }
 
 TEST(Kernels, TransformTheSameBitsInEveryLaneAndOnEveryTarget) {
+  constexpr std::size_t series = 3;
   for (const std::size_t length :
        {1U, 2U, 12U, 55U, 64U, 97U, 182U, 257U, 1024U, 5000U, 16411U, 20014U, 30030U}) {
-    constexpr std::size_t series = 3;
-    std::vector<std::vector<sample_t>> expected;
-    common_lib::limit_target(common_lib::target_t::baseline);
-    for (std::size_t l = 0; l < series; ++l) {
-      expected.push_back(samples_of(numbers(length, kind_t::wide, static_cast<unsigned>(l)),
-                                    numbers(length, kind_t::normal, static_cast<unsigned>(l))));
+    std::vector<std::vector<sample_t>> input;
+    for (unsigned l = 0; l < series; ++l) {
+      input.push_back(
+          samples_of(numbers(length, kind_t::wide, l), numbers(length, kind_t::normal, l)));
     }
-    const auto input = expected;
-    for (auto& data : expected) {
+    const auto in_lanes = [length](const std::vector<std::vector<sample_t>>& of,
+                                   std::size_t lanes) {
+      common_lib::planes_t<float> planes;
+      planes.resize(length * lanes);
+      for (std::size_t i = 0; i < length * lanes; ++i) {
+        planes.re[i] = of[i % lanes % series][i / lanes].real();
+        planes.im[i] = of[i % lanes % series][i / lanes].imag();
+      }
+      return planes;
+    };
+    common_lib::limit_target(common_lib::target_t::baseline);
+    auto transformed = input;
+    for (auto& data : transformed) {
       common_lib::dft_t(length).forward(data);
     }
     on_every_target([&] {
       for (const std::size_t lanes : {std::size_t{1}, std::size_t{5}, std::size_t{16}}) {
-        common_lib::planes_t<float> planes;
-        planes.resize(length * lanes);
-        for (std::size_t i = 0; i < length * lanes; ++i) {
-          planes.re[i] = input[i % lanes % series][i / lanes].real();
-          planes.im[i] = input[i % lanes % series][i / lanes].imag();
-        }
+        SCOPED_TRACE(testing::Message() << length << " points, " << lanes << " lanes");
+        auto planes = in_lanes(input, lanes);
         common_lib::dft_t(length).forward(planes, lanes);
-        for (std::size_t i = 0; i < length * lanes; ++i) {
-          const sample_t bin = expected[i % lanes % series][i / lanes];
-          ASSERT_TRUE(same(planes.re[i], bin.real()) && same(planes.im[i], bin.imag()))
-              << length << " points, " << lanes << " lanes, bin " << i / lanes;
-        }
+        expect_same(planes, in_lanes(transformed, lanes));
       }
     });
   }
@@ -564,10 +574,8 @@ TEST(Kernels, TransformWeightedSeriesAsIfTheyWereWrittenOut) {
         }
         common_lib::dft_t(length).forward(expected, lanes);
         common_lib::dft_t(length).forward({re.data(), im.data(), offsets, weights}, planes, lanes);
-        for (std::size_t i = 0; i < length * lanes; ++i) {
-          ASSERT_TRUE(same(planes.re[i], expected.re[i]) && same(planes.im[i], expected.im[i]))
-              << length << " points, " << lanes << " lanes, element " << i;
-        }
+        SCOPED_TRACE(testing::Message() << length << " points, " << lanes << " lanes");
+        expect_same(planes, expected);
       }
     }
   });

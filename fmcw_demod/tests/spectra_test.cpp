@@ -1,7 +1,5 @@
 #include "synthetic.h"
 
-#include <common_lib/fourier_transform.h>
-#include <common_lib/window_function.h>
 #include <fmcw_demod/fmcw_demod.h>
 
 #include <algorithm>
@@ -64,24 +62,9 @@ TEST(ConfigurableSpectrogram, PutsAToneAndItsAxesInPlace) {
   }
 }
 
-TEST(ConfigurableSpectrogram, MeasuresSilenceAndOneSegmentLikeTheTransform) {
+TEST(ConfigurableSpectrogram, MeasuresSilence) {
   for (const auto& row : stft(std::vector<sample_t>(200), 64, 0).spectrogram_wincfg) {
     EXPECT_THAT(row, testing::Each(20.0F * static_cast<float>(std::log10(double{1e-12F}))));
-  }
-  // The second row of an odd window, step by step through the exported transform.
-  const auto sweep = synthetic::from_frequency(300, 1e6, 0.3, [](double i) { return 1e3 * i; });
-  const auto result = stft(sweep, 51, 11);
-  std::vector<sample_t> window;
-  common_lib::lib_window_function_t::generate_hamming_window(window, 51, true);
-  std::vector<sample_t> bins(sweep.begin() + 40, sweep.begin() + 91);
-  for (std::size_t i = 0; i < bins.size(); ++i) {
-    bins[i] *= window[i].real();
-  }
-  common_lib::lib_fourier_transform_t::deal_fft(bins, 0);
-  common_lib::lib_fourier_transform_t::fft_shift(bins);
-  for (std::size_t i = 0; i < bins.size(); ++i) {
-    const double magnitude = std::abs(std::complex<double>(bins[i]));
-    EXPECT_NEAR(result.spectrogram_wincfg[1][i], 20 * std::log10(magnitude + 1e-12), 1e-5) << i;
   }
 }
 

@@ -542,7 +542,8 @@ TEST(Kernels, TransformTheSameBitsInEveryLaneAndOnEveryTarget) {
       common_lib::dft_t(length).forward(data);
     }
     on_every_target([&] {
-      for (const std::size_t lanes : {std::size_t{1}, std::size_t{5}, std::size_t{16}}) {
+      for (const std::size_t lanes :
+           {std::size_t{1}, std::size_t{2}, std::size_t{5}, std::size_t{16}}) {
         SCOPED_TRACE(testing::Message() << length << " points, " << lanes << " lanes");
         auto planes = in_lanes(input, lanes);
         common_lib::dft_t(length).forward(planes, lanes);
@@ -556,7 +557,7 @@ TEST(Kernels, TransformWeightedSeriesAsIfTheyWereWrittenOut) {
   on_every_target([] {
     for (const std::size_t length : {1U, 12U, 64U, 97U, 1024U}) {
       for (const std::size_t lanes :
-           {std::size_t{1}, std::size_t{5}, std::size_t{16}, std::size_t{32}}) {
+           {std::size_t{1}, std::size_t{2}, std::size_t{5}, std::size_t{16}, std::size_t{32}}) {
         const std::vector<float> re = numbers(length + lanes, kind_t::wide, 1);
         const std::vector<float> im = numbers(length + lanes, kind_t::normal, 2);
         const std::vector<float> weights = numbers(length, kind_t::normal, 3);

@@ -1,10 +1,10 @@
 #include "basefunc/convolution.h"
 #include "basefunc/kernels.h"
-#include "dft.h"
-#include "dispatch.h"
 #include "synthetic.h"
 
 #include <fmcw_demod/fmcw_demod.h>
+#include <simd/dispatch.h>
+#include <transform/dft.h>
 
 #include <algorithm>
 #include <chrono>
@@ -75,11 +75,11 @@ struct work_t {
 /// Registers `prepare(size)` for every size on every target.
 template <class Prepare>
 void add(const std::string& name, const std::vector<std::size_t>& sizes, Prepare prepare) {
-  for (const common_lib::target_t target : common_lib::supported_targets()) {
+  for (const simd::target_t target : simd::supported_targets()) {
     for (const std::size_t size : sizes) {
-      const std::string row = name + '/' + common_lib::name_of(target) + '/' + std::to_string(size);
+      const std::string row = name + '/' + simd::name_of(target) + '/' + std::to_string(size);
       benchmark::RegisterBenchmark(row.c_str(), [=](benchmark::State& state) {
-        common_lib::limit_target(target);
+        simd::limit_target(target);
         const work_t work = prepare(size);
         for (auto _ : state) {
           work.run();
@@ -229,13 +229,13 @@ void add_transforms() {
     auto dft = std::make_shared<common_lib::dft_t>(length);
     const std::size_t points = length * dft->good_lanes();
     const std::vector<sample_t>& samples = capture(100'000).samples;
-    auto from = std::make_shared<common_lib::planes_t<float>>();
+    auto from = std::make_shared<memory::planes_t<float>>();
     from->resize(points);
     for (std::size_t i = 0; i < points; ++i) {
       from->re[i] = samples[i].real();
       from->im[i] = samples[i].imag();
     }
-    auto data = std::make_shared<common_lib::planes_t<float>>(*from);
+    auto data = std::make_shared<memory::planes_t<float>>(*from);
     return work_t{points, points * 16, [=] {
                     // Counts, as in every real use.
                     std::copy(from->re.begin(), from->re.end(), data->re.begin());

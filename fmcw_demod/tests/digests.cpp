@@ -1,8 +1,8 @@
 #include "digest.h"
-#include "dispatch.h"
 #include "generated.h"
 
 #include <fmcw_demod/fmcw_demod.h>
+#include <simd/dispatch.h>
 
 #include <array>
 #include <bit>
@@ -344,17 +344,17 @@ bool holds(const char* path) {
     return false;
   }
   std::size_t wrong = 0;
-  for (const common_lib::target_t target : common_lib::supported_targets()) {
-    common_lib::limit_target(target);
+  for (const simd::target_t target : simd::supported_targets()) {
+    simd::limit_target(target);
     for (std::size_t i = 0; i < list.size(); ++i) {
       const case_t& one = all_cases()[i];
       if (list[i].first != one.name || list[i].second != digest_of(one)) {
-        std::fprintf(stderr, "%s: %s differs from the list\n", common_lib::name_of(target),
+        std::fprintf(stderr, "%s: %s differs from the list\n", simd::name_of(target),
                      one.name.c_str());
         ++wrong;
       }
     }
-    std::printf("%s: %zu digests\n", common_lib::name_of(target), list.size());
+    std::printf("%s: %zu digests\n", simd::name_of(target), list.size());
   }
   return wrong == 0;
 }

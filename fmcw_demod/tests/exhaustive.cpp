@@ -1,6 +1,7 @@
-#include "basefunc/bounded.h"
 #include "basefunc/kernels.h"
-#include "dispatch.h"
+#include "basefunc/kernels/bounded/bounded.h"
+
+#include <simd/dispatch.h>
 
 #include <algorithm>
 #include <array>
@@ -72,7 +73,7 @@ bool check_logarithms(std::uint64_t stride) {
       value = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
       bits += stride;
     }
-    common_lib::dispatch([&x, &logarithm](auto on) ORN_KERNEL {
+    simd::dispatch([&x, &logarithm](auto on) ORN_KERNEL {
       levels<decltype(on)>(1.0F, x, block_length, logarithm.data());
     });
     for (std::size_t i = 0; i < block_length; ++i) {
@@ -119,7 +120,7 @@ bool check_pairs(std::uint64_t pairs) {
       im[i] = random.next(values / block_length);
       samples[i] = {re[i], im[i]};
     }
-    common_lib::dispatch([&](auto on) ORN_KERNEL {
+    simd::dispatch([&](auto on) ORN_KERNEL {
       magnitudes<decltype(on)>(re.data(), im.data(), block_length, 0.0F, magnitudes_of);
     });
     phase_angles(samples, angles);
@@ -157,9 +158,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   bool right = true;
-  for (const common_lib::target_t target : common_lib::supported_targets()) {
-    common_lib::limit_target(target);
-    std::printf("%s\n", common_lib::name_of(target));
+  for (const simd::target_t target : simd::supported_targets()) {
+    simd::limit_target(target);
+    std::printf("%s\n", simd::name_of(target));
     right = fmcw_demod_lib::kernels::check_logarithms(stride) && right;
     right = fmcw_demod_lib::kernels::check_pairs(pairs) && right;
     std::fflush(stdout);

@@ -1,8 +1,6 @@
 #include "basefunc/kernels.h"
 
-#include "basefunc/arctangent.h"
-#include "dft.h"
-#include "targets.h"
+#include "basefunc/kernels/arctangent.h"
 
 #include <algorithm>
 #include <array>
@@ -13,17 +11,25 @@
 #include <limits>
 #include <numbers>
 #include <numeric>
-#include <random>
 #include <span>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <simd_check/numbers.h>
+#include <simd_check/targets.h>
 
 /// Every kernel on every target against its definition, written out as plainly as it goes: bit for
 /// bit, at lengths around the blocks and registers, with numbers of every kind.
 namespace orn::fmcw_demod_lib {
 namespace {
+
+using simd_check::expect_same;
+using simd_check::kind_t;
+using simd_check::kinds;
+using simd_check::numbers;
+using simd_check::on_every_target;
+using simd_check::same;
 
 constexpr double two_pi = 2.0 * std::numbers::pi;
 constexpr float infinity = std::numeric_limits<float>::infinity();
@@ -31,65 +37,12 @@ constexpr float nan = std::numeric_limits<float>::quiet_NaN();
 constexpr std::array<std::size_t, 13> lengths = {1,  2,  3,   15,   16,   17,  63,
                                                  64, 65, 191, 1301, 2048, 4613};
 
-enum class kind_t { normal, wide, any_bits, special };
-constexpr std::array kinds = {kind_t::normal, kind_t::wide, kind_t::any_bits, kind_t::special};
-
-std::vector<float> numbers(std::size_t count, kind_t kind, unsigned seed) {
-  constexpr std::array<float, 10> specials = {
-      0.0F,      -0.0F, 1.0F,      -1.0F,     infinity,
-      -infinity, nan,   0x1p-149F, 0x1p-126F, std::numeric_limits<float>::max()};
-  std::mt19937 random(seed);
-  std::normal_distribution<float> normal;
-  std::uniform_real_distribution<float> exponent(-30.0F, 30.0F);
-  std::vector<float> values(count);
-  for (float& value : values) {
-    switch (kind) {
-      case kind_t::normal:
-        value = normal(random);
-        break;
-      case kind_t::wide:
-        value = normal(random) * std::exp2(exponent(random));
-        break;
-      case kind_t::any_bits:
-        value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
-        break;
-      case kind_t::special:
-        value = specials[random() % specials.size()];
-        break;
-    }
-  }
-  return values;
-}
-
 std::vector<sample_t> samples_of(const std::vector<float>& re, const std::vector<float>& im) {
   std::vector<sample_t> samples(re.size());
   for (std::size_t i = 0; i < re.size(); ++i) {
     samples[i] = {re[i], im[i]};
   }
   return samples;
-}
-
-/// Equal bits, any NaN being one; zeros differ in sign.
-template <class T>
-bool same(T a, T b) {
-  return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
-}
-
-template <class T>
-void expect_same(const std::vector<T>& actual, const std::vector<T>& expected) {
-  ASSERT_EQ(actual.size(), expected.size());
-  for (std::size_t i = 0; i < actual.size(); ++i) {
-    ASSERT_TRUE(same(actual[i], expected[i]))
-        << actual[i] << " instead of " << expected[i] << " at " << i << " of " << actual.size();
-  }
-}
-
-void expect_same(const common_lib::planes_t<float>& actual,
-                 const common_lib::planes_t<float>& expected) {
-  expect_same<float>({actual.re.begin(), actual.re.end()},
-                     {expected.re.begin(), expected.re.end()});
-  expect_same<float>({actual.im.begin(), actual.im.end()},
-                     {expected.im.begin(), expected.im.end()});
 }
 
 #define EXPECT_SAME(actual, expected) \
@@ -512,71 +465,6 @@ TEST(Kernels, SortSamplesIntoPhasesAndLanesIntoRows) {
             }
           }
         }
-      }
-    }
-  });
-}
-
-TEST(Kernels, TransformTheSameBitsInEveryLaneAndOnEveryTarget) {
-  constexpr std::size_t series = 3;
-  for (const std::size_t length :
-       {1U, 2U, 12U, 55U, 64U, 97U, 182U, 257U, 1024U, 5000U, 16411U, 20014U, 30030U}) {
-    std::vector<std::vector<sample_t>> input;
-    for (unsigned l = 0; l < series; ++l) {
-      input.push_back(
-          samples_of(numbers(length, kind_t::wide, l), numbers(length, kind_t::normal, l)));
-    }
-    const auto in_lanes = [length](const std::vector<std::vector<sample_t>>& of,
-                                   std::size_t lanes) {
-      common_lib::planes_t<float> planes;
-      planes.resize(length * lanes);
-      for (std::size_t i = 0; i < length * lanes; ++i) {
-        planes.re[i] = of[i % lanes % series][i / lanes].real();
-        planes.im[i] = of[i % lanes % series][i / lanes].imag();
-      }
-      return planes;
-    };
-    common_lib::limit_target(common_lib::target_t::baseline);
-    auto transformed = input;
-    for (auto& data : transformed) {
-      common_lib::dft_t(length).forward(data);
-    }
-    on_every_target([&] {
-      for (const std::size_t lanes :
-           {std::size_t{1}, std::size_t{2}, std::size_t{5}, std::size_t{16}}) {
-        SCOPED_TRACE(testing::Message() << length << " points, " << lanes << " lanes");
-        auto planes = in_lanes(input, lanes);
-        common_lib::dft_t(length).forward(planes, lanes);
-        expect_same(planes, in_lanes(transformed, lanes));
-      }
-    });
-  }
-}
-
-TEST(Kernels, TransformWeightedSeriesAsIfTheyWereWrittenOut) {
-  on_every_target([] {
-    for (const std::size_t length : {1U, 12U, 64U, 97U, 1024U}) {
-      for (const std::size_t lanes :
-           {std::size_t{1}, std::size_t{2}, std::size_t{5}, std::size_t{16}, std::size_t{32}}) {
-        const std::vector<float> re = numbers(length + lanes, kind_t::wide, 1);
-        const std::vector<float> im = numbers(length + lanes, kind_t::normal, 2);
-        const std::vector<float> weights = numbers(length, kind_t::normal, 3);
-        std::vector<std::size_t> offsets(length);
-        common_lib::planes_t<float> expected;
-        common_lib::planes_t<float> planes;
-        expected.resize(length * lanes);
-        planes.resize(length * lanes);
-        for (std::size_t i = 0; i < length; ++i) {
-          offsets[i] = i * 7 % (length + 1);
-          for (std::size_t l = 0; l < lanes; ++l) {
-            expected.re[i * lanes + l] = re[offsets[i] + l] * weights[i];
-            expected.im[i * lanes + l] = im[offsets[i] + l] * weights[i];
-          }
-        }
-        common_lib::dft_t(length).forward(expected, lanes);
-        common_lib::dft_t(length).forward({re.data(), im.data(), offsets, weights}, planes, lanes);
-        SCOPED_TRACE(testing::Message() << length << " points, " << lanes << " lanes");
-        expect_same(planes, expected);
       }
     }
   });

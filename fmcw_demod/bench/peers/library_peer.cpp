@@ -1,6 +1,5 @@
-#include "dispatch.h"
-
 #include <fmcw_demod/fmcw_demod.h>
+#include <simd/dispatch.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -177,7 +176,7 @@ int main(int argc, char** argv) {
     std::fputs("usage: fmcw_demod_library_peer CAPTURE.cf32 FS TARGET\n", stderr);
     return 2;
   }
-  common_lib::limit_target(static_cast<common_lib::target_t>(std::clamp(std::atoi(argv[3]), 0, 2)));
+  simd::limit_target(static_cast<simd::target_t>(std::clamp(std::atoi(argv[3]), 0, 2)));
   fmcw_demod_lib::host_t host(
       {fmcw_demod_lib::samples_in(argv[1]), static_cast<float>(std::atof(argv[2]))});
   for (std::string line; std::getline(std::cin, line);) {

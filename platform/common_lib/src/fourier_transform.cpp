@@ -1,6 +1,5 @@
-#include "dft.h"
-
 #include <common_lib/fourier_transform.h>
+#include <transform/dft.h>
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,8 @@
-#include "basefunc/kernels.h"
-#include "scratch.h"
+#include "boundaries.h"
 
-#include <fmcw_demod/engine.h>
+#include "basefunc/convolution.h"
+#include "basefunc/kernels.h"
+#include "conditioning.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,34 +13,6 @@
 
 namespace orn::fmcw_demod_lib {
 namespace {
-
-constexpr int slope_smoothing = 256;  // samples
-
-/// True when a frame of n samples has a slope and 32-bit signed indices reach all of it.
-bool indexable(std::size_t n) {
-  return n >= 2 && n <= static_cast<std::size_t>(std::numeric_limits<int>::max());
-}
-
-/// Indices at which the slope changes sign between two values that are both clearly not zero.
-template <class T>
-std::vector<int> sign_changes(const std::vector<T>& slope) {
-  constexpr T clearly = 100;            // Hz/s
-  constexpr std::size_t stretch = 256;  // searched only when a look at the whole finds a change
-  const std::span<const T> all(slope);
-  std::vector<int> changes;
-  for (std::size_t first = 1; first < all.size(); first += stretch) {
-    const std::size_t end = std::min(first + stretch, all.size());
-    if (!kernels::any_sign_change(all.subspan(first - 1, end - first + 1), clearly)) {
-      continue;
-    }
-    for (std::size_t i = first; i < end; ++i) {
-      if (all[i] * all[i - 1] < 0 && std::abs(all[i]) > clearly && std::abs(all[i - 1]) > clearly) {
-        changes.push_back(static_cast<int>(i));
-      }
-    }
-  }
-  return changes;
-}
 
 /// Distance below which two switching points are one: an eighth of the mean gap, in integers.
 std::int64_t merge_distance(const std::vector<int>& switching) {
@@ -69,60 +42,66 @@ std::vector<int> merge_close_pairs(const std::vector<int>& switching) {
 
 }  // namespace
 
-std::vector<int> FMCWAnalyze::detect_chirp_boundaries(ArrayView<const double> freq,
-                                                      std::vector<float>& slope_raw,
-                                                      std::vector<float>& slope_smooth,
-                                                      double dt) const {
-  if (!indexable(freq.size())) {
+bool has_slope(std::size_t sample_count) {
+  return sample_count >= 2 &&
+         sample_count <= static_cast<std::size_t>(std::numeric_limits<int>::max());
+}
+
+std::vector<int> find_boundaries(std::span<const double> freq, double dt,
+                                 std::span<const float> window, std::vector<float>& slope_raw,
+                                 std::vector<float>& slope_smooth) {
+  if (!has_slope(freq.size())) {
     return {};
   }
   slope_raw.resize(freq.size() - 1);
   kernels::slopes<float>(freq, dt, slope_raw);
-  slope_smooth = slope_raw;
-  smooth_with_triang(slope_smooth, slope_smoothing);
-  std::vector<int> boundaries = MergeSwitching(sign_changes(slope_smooth));
+  slope_smooth.resize(slope_raw.size());
+  basefunc::convolve_same<float, float>(slope_raw, window, slope_smooth);
+  std::vector<int> boundaries = merge_switching(sign_changes<float>(slope_smooth));
   boundaries.push_back(static_cast<int>(freq.size() - 1));
   return boundaries;
 }
 
-std::vector<int> FMCWAnalyze::detect_chirp_boundaries(const std::vector<double>& freq,
-                                                      std::vector<float>& slope_raw,
-                                                      std::vector<float>& slope_smooth,
-                                                      double dt) const {
-  if (!indexable(freq.size())) {
-    return {};
+template <class T>
+std::vector<int> sign_changes(std::span<const T> slope_smooth) {
+  constexpr T clearly = 100;            // Hz/s
+  constexpr std::size_t stretch = 256;  // searched only when a look at the whole finds a change
+  const std::span<const T> s = slope_smooth;
+  std::vector<int> changes;
+  for (std::size_t first = 1; first < s.size(); first += stretch) {
+    const std::size_t end = std::min(first + stretch, s.size());
+    if (!kernels::any_sign_change(s.subspan(first - 1, end - first + 1), clearly)) {
+      continue;
+    }
+    for (std::size_t i = first; i < end; ++i) {
+      if (s[i] * s[i - 1] < 0 && std::abs(s[i]) > clearly && std::abs(s[i - 1]) > clearly) {
+        changes.push_back(static_cast<int>(i));
+      }
+    }
   }
-  std::vector<double> slope(freq.size() - 1);
-  kernels::slopes<double>(freq, dt, slope);
-  slope_raw.assign(slope.begin(), slope.end());
-  smooth_with_triang(slope, slope_smoothing);
-  slope_smooth.assign(slope.begin(), slope.end());
-  std::vector<int> boundaries = MergeSwitching(sign_changes(slope));
-  boundaries.insert(boundaries.begin(), 0);
-  boundaries.push_back(static_cast<int>(freq.size() - 1));
-  return boundaries;
+  return changes;
 }
 
-std::vector<int> FMCWAnalyze::MergeSwitching(const std::vector<int>& switching) const {
-  std::vector<int> current = switching;
-  std::vector<int> merged = merge_close_pairs(current);
-  while (merged.size() < current.size()) {
-    current.swap(merged);
-    merged = merge_close_pairs(current);
+template std::vector<int> sign_changes(std::span<const float>);
+template std::vector<int> sign_changes(std::span<const double>);
+
+std::vector<int> merge_switching(std::vector<int> switching) {
+  std::vector<int> merged = merge_close_pairs(switching);
+  while (merged.size() < switching.size()) {
+    switching.swap(merged);
+    merged = merge_close_pairs(switching);
   }
   return merged;
 }
 
-float FMCWAnalyze::get_slope_threshold(const std::vector<float>& slope) const {
+float slope_threshold(std::span<const float> slope) {
   if (slope.empty()) {
     return 0.0F;
   }
   std::vector<float> magnitudes(slope.size());
-  for (std::size_t i = 0; i < slope.size(); ++i) {
-    magnitudes[i] = std::abs(slope[i]);
-  }
-  common_lib::scratch_t<float> buffer(slope.size());
-  const float threshold = kernels::select_rank(magnitudes, slope.size() / 2, buffer) * 0.002F;
+  std::transform(slope.begin(), slope.end(), magnitudes.begin(),
+                 [](float value) { return std::abs(value); });
+  const float threshold = upper_median(magnitudes) * 0.002F;
   return threshold < 0.001F ? 0.001F : threshold;
 }
 

@@ -1,30 +1,24 @@
 #include "frame.h"
 
+#include "boundaries.h"
+#include "measurement.h"
+#include "switching_points.h"
+
 #include <algorithm>
+#include <optional>
+#include <span>
+#include <utility>
 
 namespace orn::fmcw_demod_lib {
 namespace {
 
-template <class T>
-std::vector<T> copy_range(const std::vector<T>& trace, std::size_t begin, std::size_t end) {
-  return {trace.begin() + static_cast<std::ptrdiff_t>(begin),
-          trace.begin() + static_cast<std::ptrdiff_t>(end)};
+std::vector<float> copy_of(std::span<const float> trace) { return {trace.begin(), trace.end()}; }
+
+/// The part of a trace over the whole capture that lies in a frame.
+template <class Trace>
+auto in_frame(const Trace& trace, const frame_t& frame) {
+  return std::span(trace).subspan(frame.begin, frame.size());
 }
-
-/// The part of a candidate that is measured, all indices inclusive and counted in the frame.
-struct refined_chirp_t {
-  int meas_start;
-  int meas_stop;
-  int dev_start;
-  int dev_stop;
-
-  /// False when settings have moved an end out of the frame (whose last sample has no slope) or
-  /// have left nothing to measure.
-  bool measurable(std::size_t frame_size) const {
-    return meas_start >= 0 && meas_start < meas_stop &&
-           static_cast<std::size_t>(meas_stop) + 1 < frame_size && dev_start < dev_stop;
-  }
-};
 
 /// Which candidates of a frame are selected, and which one is shown.
 struct selection_t {
@@ -35,109 +29,125 @@ struct selection_t {
   bool contains(std::uint64_t candidate) const { return first <= candidate && candidate <= last; }
 };
 
-selection_t selection_of(const fmcw_demod_config_t& config, std::uint64_t candidate_count) {
+selection_t selection_of(const fmcw_demod_config_t& settings, std::uint64_t candidate_count) {
   const std::uint64_t highest = candidate_count - 1;
-  const std::uint64_t first = std::min<std::uint64_t>(config.advanced.chirp_start, highest);
+  const std::uint64_t first = std::min<std::uint64_t>(settings.advanced.chirp_start, highest);
   // A count of 0 from candidate 0 wraps: it selects the whole frame.
-  const std::uint64_t last = std::min(first + config.advanced.chirp_count - 1, highest);
-  return {first, last, std::min<std::uint64_t>(config.display_chirpNO, highest)};
+  const std::uint64_t last = std::min(first + settings.advanced.chirp_count - 1, highest);
+  return {first, last, std::min<std::uint64_t>(settings.display_chirpNO, highest)};
 }
 
-void keep_first_frame(const capture_traces_t& traces, const frame_t& frame, chirp_tally_t& tally,
-                      fmcw_measure_result_t& result) {
-  result.frame_power = copy_range(traces.power, frame.begin, frame.end);
-  result.frame_time_axis = frame.time;
-  tally.first_chirp_start = frame.time[frame.candidates.front().first];
-}
-
-void move_to_first_candidate(frame_t& frame) {
-  const float start = frame.time[frame.candidates.front().first];
-  for (float& time : frame.time) {
-    time -= start;
+/// Time of each sample of a frame [s], from the start of its first candidate on.
+std::vector<float> time_from_first_candidate(const analysis_t& analysis, const frame_t& frame) {
+  std::vector<float> time = copy_of(in_frame(analysis.traces.time, frame));
+  const float start = time[frame.candidates.front().first];
+  for (float& t : time) {
+    t -= start;
   }
+  return time;
+}
+
+/// Nothing when settings have moved an end out of the frame, whose last sample has no slope, or have
+/// left nothing to measure.
+std::optional<refined_chirp_t> refine_in_frame(const analysis_t& analysis, const frame_t& frame,
+                                               int start, int stop) {
+  const auto refined = refine_candidate(frame.slope_smooth, start, stop, analysis.settings.advanced,
+                                        analysis.parameters);
+  const auto slopes = static_cast<std::int64_t>(frame.slope_smooth.size());
+  if (!refined || refined->meas_start < 0 || refined->meas_start >= refined->meas_stop ||
+      refined->meas_stop >= slopes || refined->dev_start >= refined->dev_stop) {
+    return std::nullopt;
+  }
+  return refined;
+}
+
+/// Measures a chirp of a frame, moving its traces into the result if it is shown.
+fmcw_chirp_result_t measure_in_frame(const frame_view_t& view, const refined_chirp_t& refined,
+                                     const fmcw_demod_config_t& settings, bool shown,
+                                     fmcw_measure_result_t& result) {
+  const auto chirp = view_chirp(view, refined);
+  auto measured =
+      chirp ? measure_chirp(*chirp, settings, phase_rule_t::sample_interval, shown) : std::nullopt;
+  if (!measured) {
+    return {};
+  }
+  if (shown) {
+    show_deviations(measured->traces, chirp->dev_time, result);
+    result.chirp_phi_fit = std::move(measured->traces.fitted_phase);
+    result.chirp_freq_fit = std::move(measured->traces.fitted);
+  }
+  return measured->figures;
 }
 
 }  // namespace
 
-void find_candidates(const FMCWAnalyze& engine, const fmcw_demod_config_t& config,
-                     const capture_traces_t& traces, frame_t& frame) {
-  frame.time = copy_range(traces.time, frame.begin, frame.end);
-  const ArrayView<const double> freq(traces.frequency.data() + frame.begin, frame.size());
+void find_candidates(const analysis_t& analysis, frame_t& frame) {
+  const fmcw_demod_config_t& settings = analysis.settings;
+  const auto time = in_frame(analysis.traces.time, frame);
   const std::vector<int> boundaries =
-      engine.detect_chirp_boundaries(freq, frame.slope_raw, frame.slope_smooth, 1.0 / config.fs);
+      find_boundaries(in_frame(analysis.traces.frequency, frame), 1.0 / settings.fs,
+                      analysis.parameters.triang_256, frame.slope_raw, frame.slope_smooth);
   for (std::size_t q = 1; q < boundaries.size(); ++q) {
     const auto first = static_cast<std::size_t>(boundaries[q - 1]);
     const auto last = static_cast<std::size_t>(boundaries[q] - 1);
-    const double duration = frame.time[last] - frame.time[first];
-    if (config.advanced.min_chirp_len < duration && duration < config.advanced.max_chirp_len) {
+    const double duration = time[last] - time[first];
+    if (settings.advanced.min_chirp_len < duration && duration < settings.advanced.max_chirp_len) {
       frame.candidates.emplace_back(first, last);
     }
   }
 }
 
-void measure_candidates(const FMCWAnalyze& engine, const fmcw_demod_config_t& config,
-                        const std::vector<sample_t>& samples, const capture_traces_t& traces,
-                        frame_t& frame, chirp_tally_t& tally, fmcw_measure_result_t& result) {
+void measure_candidates(const analysis_t& analysis, const frame_t& frame, chirp_tally_t& tally,
+                        fmcw_measure_result_t& result) {
   const bool first_frame = frame.index == 0;
+  const auto power = in_frame(analysis.traces.power, frame);
   if (first_frame) {
-    keep_first_frame(traces, frame, tally, result);
+    const auto capture_time = in_frame(analysis.traces.time, frame);
+    result.frame_power = copy_of(power);
+    result.frame_time_axis = copy_of(capture_time);
+    tally.first_chirp_start = capture_time[frame.candidates.front().first];
   }
-  move_to_first_candidate(frame);
-
-  const ArrayView<const double> freq(traces.frequency.data() + frame.begin, frame.size());
-  const ArrayView<const sample_t> frame_samples(samples.data() + frame.begin, frame.size());
-  const selection_t selection = selection_of(config, frame.candidates.size());
+  const std::vector<float> time = time_from_first_candidate(analysis, frame);
+  const frame_view_t view{in_frame(analysis.traces.frequency, frame), time, frame.slope_raw,
+                          in_frame(analysis.samples, frame)};
+  const selection_t selection = selection_of(analysis.settings, frame.candidates.size());
   float previous_stop_time = 0.0F;
   bool selection_carried = false;  // past skipped candidates to the next one that is measured
 
   for (std::uint32_t j = 0; j < frame.candidates.size(); ++j) {
-    const bool selected = selection.contains(j) || selection_carried;
-    const auto start = static_cast<int>(frame.candidates[j].first);
-    const auto stop = static_cast<int>(frame.candidates[j].second) - 1;
-
-    const bool display = first_frame && j == selection.display && start < stop;
-    if (display) {
-      const auto begin = static_cast<std::size_t>(start);
-      const auto end = static_cast<std::size_t>(stop);
-      result.chirp_power = copy_range(traces.power, frame.begin + begin, frame.begin + end);
-      result.chirp_time_axis = copy_range(frame.time, begin, end);
+    const auto [first, last] = frame.candidates[j];
+    const auto start = static_cast<int>(first);
+    const auto stop = static_cast<int>(last) - 1;
+    const bool shown = first_frame && j == selection.display && start < stop;
+    if (shown) {
+      result.chirp_power = copy_of(power.subspan(first, last - 1 - first));
+      result.chirp_time_axis = copy_of(std::span(time).subspan(first, last - 1 - first));
     }
 
-    refined_chirp_t refined{start, stop, start, stop};
-    engine.switch_point_para(frame.slope_smooth, start, stop, static_cast<int>(j),
-                             refined.meas_start, refined.meas_stop, refined.dev_start,
-                             refined.dev_stop, config.advanced);
-    if (!refined.measurable(frame.size())) {
-      selection_carried = selected;
+    const bool selected = selection.contains(j) || selection_carried;
+    const auto refined = refine_in_frame(analysis, frame, start, stop);
+    selection_carried = selected && !refined;
+    if (!refined) {
       continue;
     }
-    selection_carried = false;
 
-    const auto meas_start = static_cast<std::size_t>(refined.meas_start);
-    const auto meas_stop = static_cast<std::size_t>(refined.meas_stop);
+    const auto meas_start = static_cast<std::size_t>(refined->meas_start);
+    const auto meas_stop = static_cast<std::size_t>(refined->meas_stop);
     const interval_t in_capture(frame.begin + meas_start, frame.begin + meas_stop);
     if (selected) {
       result.selected_intervals.push_back(in_capture);
     }
     result.chirp_intervals.push_back(in_capture);
 
-    fmcw_chirp_result_t chirp;
-    engine.extract_chirp_parameters(freq, frame.time, frame.slope_raw, result.chirp_phi_fit,
-                                    result.chirp_freq_fit, refined.dev_start, refined.dev_stop,
-                                    refined.meas_start, refined.meas_stop, config.devsetting,
-                                    frame_samples, chirp, result, display);
+    fmcw_chirp_result_t chirp = measure_in_frame(view, *refined, analysis.settings, shown, result);
     chirp.chirp_id = static_cast<std::uint32_t>(tally.chirps.size()) + 1;
     chirp.chirp_no = j;
-    chirp.start_time = frame.time[meas_start];
-    chirp.stop_time = frame.time[meas_stop];
+    chirp.start_time = time[meas_start];
+    chirp.stop_time = time[meas_stop];
     chirp.length = chirp.stop_time - chirp.start_time;
     chirp.switching_time = j == 0 ? 0.0 : chirp.start_time - previous_stop_time;
-
     tally.chirps.push_back(chirp);
-    tally.switching_times.push_back(chirp.switching_time);
-    ++tally.measured;
-    tally.frequency_sum += chirp.freq_avg;
-    previous_stop_time = frame.time[meas_stop];
+    previous_stop_time = time[meas_stop];
   }
 }
 

@@ -1,54 +1,57 @@
 #include "basefunc/convolution.h"
 #include "basefunc/kernels.h"
 #include "common/log.h"
+#include "conditioning.h"
+#include "driver.h"
 #include "frame.h"
-#include "scratch.h"
 #include "segmentation.h"
+#include "spectra.h"
 #include "summary.h"
 
-#include <fmcw_demod/engine.h>
+#include <fmcw_demod/analyzer.h>
+#include <memory/scratch.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <utility>
 
 namespace orn::fmcw_demod_lib {
 namespace {
 
-constexpr int frequency_smoothing = 37;  // samples
 constexpr auto progress = common_log::log_level_t::progress;
 
 }  // namespace
 
-FMCWAnalyze::FMCWAnalyze(const FMCWConfig& parameters)
-    : parameters_(parameters), config_(parameters.config), range_(parameters.analysis_range) {}
-
-void FMCWAnalyze::analyze(const SignalStream& signal, fmcw_measure_result_t& result) {
-  const std::vector<sample_t>& samples = signal.samples;
-  const auto [range_start, range_end, frame_length, frame_count] = range_;
+void analyze(const FMCWConfig& parameters, const SignalStream& signal,
+             fmcw_measure_result_t& result) {
+  analysis_t analysis{parameters, parameters.config, signal.samples};
+  const auto [range_start, range_end, frame_length, frame_count] = parameters.analysis_range;
+  const std::vector<sample_t>& samples = analysis.samples;
   if (range_end <= range_start || samples.size() < range_end) {
     result = {};
     return;
   }
-  const auto fs = static_cast<float>(config_.fs);
+  const double rate = analysis.settings.fs;
+  const auto fs = static_cast<float>(rate);
+  const auto impedance = static_cast<float>(analysis.settings.impedance);
 
   FMCW_LOG(progress, "Step 0: compute_stft_wincfg start");
-  compute_stft_wincfg(samples, fs, config_.advanced.window, result);
+  compute_stft_wincfg(samples, fs, analysis.settings.advanced.window, result);
 
-  capture_traces_t traces;
-  common_lib::resize_large(traces.time, samples.size());
-  common_lib::resize_large(traces.power, samples.size());
-  kernels::time_axis(config_.fs, traces.time);
-  const auto impedance = static_cast<float>(config_.impedance);
+  capture_traces_t& traces = analysis.traces;
+  memory::resize_large(traces.time, samples.size());
+  memory::resize_large(traces.power, samples.size());
+  kernels::time_axis(rate, traces.time);
   const double sum_of_squares = kernels::power_levels(samples, impedance, traces.power);
 
   FMCW_LOG(progress, "Step 1: compute_instantaneous_freq start");
   traces.frequency.resize(samples.size());
   kernels::instantaneous_frequency(samples, fs, traces.frequency, {});
   std::vector<float> smooth_frequency;
-  common_lib::resize_large(smooth_frequency, samples.size());
-  const auto window = parameters_.get_smoothing_window_double(frequency_smoothing);
+  memory::resize_large(smooth_frequency, samples.size());
+  const auto window = parameters.get_smoothing_window_double(frequency_smoothing);
   basefunc::convolve_same<double, float>(traces.frequency, window, smooth_frequency);
 
   result.chirp_phi_fit.clear();
@@ -65,11 +68,11 @@ void FMCWAnalyze::analyze(const SignalStream& signal, fmcw_measure_result_t& res
       continue;
     }
     FMCW_LOG(progress, "frame {}:detect_chirp_boundaries", k);
-    find_candidates(*this, config_, traces, frame);
+    find_candidates(analysis, frame);
     if (frame.candidates.empty()) {
       continue;
     }
-    measure_candidates(*this, config_, samples, traces, frame, tally, result);
+    measure_candidates(analysis, frame, tally, result);
     FMCW_LOG(progress, "Frame {} all Chirps done", k);
   }
   FMCW_LOG(progress, "All frames done");
@@ -79,14 +82,53 @@ void FMCWAnalyze::analyze(const SignalStream& signal, fmcw_measure_result_t& res
   result.instantaneous_freq = std::move(smooth_frequency);
   const std::uint32_t first_frame_end = range_start + frame_length;
   result.stable_intervals =
-      extract_frame_stable_intervals(result.selected_intervals, range_start,
-                                     std::min<std::uint64_t>(samples.size(), first_frame_end));
+      intervals_in_frame(result.selected_intervals, range_start,
+                         std::min<std::uint64_t>(samples.size(), first_frame_end));
   result.time_axis = std::move(traces.time);
   result.instantaneous_power = std::move(traces.power);
-  summarise(config_, mean_power_dbm(sum_of_squares, samples.size(), impedance),
-            tally.first_chirp_start, tally.switching_times, tally.measured, tally.frequency_sum,
-            result);
+  summarise(mean_power_dbm(sum_of_squares, samples.size(), impedance), tally.first_chirp_start,
+            totals_of(result.chirp_results), parameters.config.advanced.chirp.slope_tol, result);
   FMCW_LOG(common_log::log_level_t::run, "FMCW analysis complete");
+}
+
+FMCWAnalyzer::FMCWAnalyzer() : record_(std::make_unique<fmcw_demod_config_t>()) {
+  record_->chirp_set = fmcw_chirp_set_t::automatic;
+}
+
+FMCWAnalyzer::~FMCWAnalyzer() = default;
+
+int FMCWAnalyzer::config(const void* config, std::vector<std::complex<float>>* samples, float fs) {
+  if (config == nullptr) {
+    return -1;
+  }
+  const auto& record = *static_cast<const fmcw_demod_config_t*>(config);
+  if (engine_ && record == *record_) {
+    return 0;
+  }
+  if (&record != record_.get()) {
+    *record_ = record;
+  }
+  // Both are built before either replaces its predecessor: an engine never outlives its parameters.
+  auto parameters = std::make_unique<FMCWConfig>(*record_, samples, fs);
+  auto engine = std::make_unique<FMCWAnalyze>(*parameters);
+  engine_ = std::move(engine);
+  parameters_ = std::move(parameters);
+  return 0;
+}
+
+int FMCWAnalyzer::work_analyze(const SignalStream& signal, void* result) {
+  if (!engine_) {
+    return -1;
+  }
+  if (result == nullptr) {
+    return -2;
+  }
+  try {
+    engine_->analyze(signal, *static_cast<fmcw_measure_result_t*>(result));
+  } catch (const std::exception&) {
+    return -3;
+  }
+  return 0;
 }
 
 }  // namespace orn::fmcw_demod_lib

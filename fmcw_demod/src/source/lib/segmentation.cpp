@@ -1,21 +1,18 @@
 #include "segmentation.h"
 
 #include "basefunc/kernels.h"
-#include "scratch.h"
 
-#include <fmcw_demod/engine.h>
+#include <memory/scratch.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <new>
-#include <utility>
 
 namespace orn::fmcw_demod_lib {
 
-void fill_phase(const std::vector<interval_t>& intervals, std::span<const float> time,
+void fill_phase(std::span<const interval_t> intervals, std::span<const float> time,
                 std::span<const float> freq, std::vector<float>& phase) {
   phase.clear();
-  common_lib::resize_large(phase, freq.size());
+  memory::resize_large(phase, freq.size());
   for (const auto& [first, last] : intervals) {
     if (first >= last || last >= std::min(time.size(), freq.size())) {
       continue;
@@ -26,25 +23,8 @@ void fill_phase(const std::vector<interval_t>& intervals, std::span<const float>
   }
 }
 
-void FMCWAnalyze::fill_instantaneous(std::uint64_t sample_count,
-                                     const std::vector<interval_t>& intervals,
-                                     const std::vector<float>& time_axis,
-                                     const std::vector<double>& inst_freq,
-                                     std::vector<float>& phase_out,
-                                     std::vector<float>& freq_out) const {
-  if (sample_count > std::vector<double>().max_size()) {
-    throw std::bad_alloc();
-  }
-  std::vector<float> freq(inst_freq.begin(), inst_freq.end());
-  const auto usable = std::min<std::uint64_t>(sample_count, freq.size());
-  fill_phase(intervals, time_axis, std::span(freq).first(usable), phase_out);
-  phase_out.resize(sample_count);
-  freq_out = std::move(freq);
-}
-
-std::vector<interval_t> FMCWAnalyze::extract_frame_stable_intervals(
-    const std::vector<interval_t>& intervals, std::uint64_t frame_start,
-    std::uint64_t frame_end) const {
+std::vector<interval_t> intervals_in_frame(std::span<const interval_t> intervals,
+                                           std::uint64_t frame_start, std::uint64_t frame_end) {
   std::vector<interval_t> inside;
   for (const auto& [first, last] : intervals) {
     if (last < frame_start || first >= frame_end) {

@@ -1,19 +1,27 @@
 #pragma once
 
-#include <fmcw_demod/config_record.h>
 #include <fmcw_demod/result_record.h>
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace orn::fmcw_demod_lib {
 
-/// FMCWAnalyze::get_summary_info for a capture whose mean power [dBm] is known.
-void summarise(const fmcw_demod_config_t& config, double mean_power_dbm, float first_chirp_start,
-               const std::vector<double>& switching_times, std::uint32_t chirp_count,
-               double frequency_sum, fmcw_measure_result_t& result);
+/// What a summary takes from the measured chirps.
+struct chirp_totals_t {
+  std::vector<double> switching_times;  ///< [s], one per chirp
+  std::uint32_t count = 0;
+  double frequency = 0.0;  ///< of their mean frequencies [Hz]
+};
+chirp_totals_t totals_of(std::span<const fmcw_chirp_result_t> chirps);
 
-/// Mean power [dBm] from the sum of |x|^2 over `count` samples, at least one.
-double mean_power_dbm(double sum_of_squares, std::size_t count, float impedance);
+/// Fills the summary of a result whose chirps and traces are in place.
+///
+/// mean_power         of the capture [dBm]
+/// first_chirp_start  [s] on the capture's time axis
+/// slope_tol          half-width of the slope band after the analysis [Hz/s]
+void summarise(double mean_power, float first_chirp_start, const chirp_totals_t& totals,
+               double slope_tol, fmcw_measure_result_t& result);
 
 }  // namespace orn::fmcw_demod_lib

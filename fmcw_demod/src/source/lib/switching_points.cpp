@@ -1,17 +1,14 @@
-#include "basefunc/kernels.h"
-#include "scratch.h"
-#include "truncation.h"
+#include "switching_points.h"
 
-#include <fmcw_demod/engine.h>
+#include "basefunc/kernels.h"
+#include "conditioning.h"
+#include "truncation.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <optional>
-#include <span>
-#include <utility>
 
 namespace orn::fmcw_demod_lib {
 namespace {
@@ -28,11 +25,6 @@ struct slope_band_t {
   double centre;      // Hz/s
   double half_width;  // Hz/s
 };
-
-float median(std::span<const float> segment) {
-  common_lib::scratch_t<float> buffer(segment.size());
-  return kernels::select_rank(segment, segment.size() / 2, buffer);
-}
 
 /// The floats that a band contains, both ends included: those that compare so as doubles.
 struct float_band_t {
@@ -103,51 +95,56 @@ std::optional<window_t> deviation_window(const window_t& candidate, const window
   return window.last > window.first ? window : candidate;
 }
 
-bool fits_int(const window_t& window) {
-  constexpr std::int64_t lowest = std::numeric_limits<int>::min();
-  constexpr std::int64_t highest = std::numeric_limits<int>::max();
-  return std::min(window.first, window.last) >= lowest &&
-         std::max(window.first, window.last) <= highest;
+/// The slope band of a candidate whose smoothed slope is `segment`.
+slope_band_t band_of(std::span<const float> segment, const fmcw_chirp_config_t& configured,
+                     const FMCWConfig& parameters) {
+  if (parameters.config.chirp_detect != fmcw_chirp_detect_t::automatic) {
+    return {configured.ref_slope, configured.slope_tol};
+  }
+  const double centre = upper_median(segment);
+  if (parameters.config.chirp_set != fmcw_chirp_set_t::automatic) {
+    return {centre, configured.slope_tol};
+  }
+  const slope_band_t measured{centre, 0.05 * std::abs(centre)};
+  parameters.config.advanced.chirp.ref_slope = measured.centre;
+  parameters.config.advanced.chirp.slope_tol = measured.half_width;
+  return measured;
+}
+
+/// Nothing when the exclusion has no sample count.
+std::optional<window_t> measured_interval(std::span<const float> slope_smooth,
+                                          const window_t& candidate,
+                                          const fmcw_advanced_config_t& settings,
+                                          const FMCWConfig& parameters) {
+  if (settings.st_config != fmcw_st_config_t::slope_band) {
+    return without_ends(candidate, settings.analysis_exclude);
+  }
+  const auto size = static_cast<std::int64_t>(slope_smooth.size());
+  if (candidate.length() <= 1 || candidate.first < 0 || candidate.last >= size) {
+    return candidate;
+  }
+  const auto segment = slope_smooth.subspan(static_cast<std::size_t>(candidate.first),
+                                            static_cast<std::size_t>(candidate.length()));
+  const float_band_t band(band_of(segment, settings.chirp, parameters));
+  const window_t part = part_in_band(segment, band);
+  return window_t{candidate.first + part.first, candidate.first + part.last};
 }
 
 }  // namespace
 
-void FMCWAnalyze::switch_point_para(const std::vector<float>& slope_smooth, int start, int stop,
-                                    int /*chirp_index*/, int& meas_start, int& meas_stop,
-                                    int& dev_start, int& dev_stop,
-                                    const fmcw_advanced_config_t& advanced) const {
+std::optional<refined_chirp_t> refine_candidate(std::span<const float> slope_smooth, int start,
+                                                int stop, const fmcw_advanced_config_t& settings,
+                                                const FMCWConfig& parameters) {
   const window_t candidate{start, stop};
-  std::optional<window_t> measured = candidate;
-  if (advanced.st_config != fmcw_st_config_t::slope_band) {
-    measured = without_ends(candidate, advanced.analysis_exclude);
-  } else if (start >= 0 && stop > start && static_cast<std::size_t>(stop) < slope_smooth.size()) {
-    const auto segment =
-        std::span(slope_smooth)
-            .subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(candidate.length()));
-    slope_band_t band{advanced.chirp.ref_slope, advanced.chirp.slope_tol};
-    if (config_.chirp_detect == fmcw_chirp_detect_t::automatic) {
-      band.centre = median(segment);
-      if (config_.chirp_set == fmcw_chirp_set_t::automatic) {
-        band.half_width = 0.05 * std::abs(band.centre);
-        config_.advanced.chirp.ref_slope = band.centre;
-        config_.advanced.chirp.slope_tol = band.half_width;
-      }
-    }
-    const window_t part = part_in_band(segment, float_band_t(band));
-    measured = window_t{start + part.first, start + part.last};
+  const auto measured = measured_interval(slope_smooth, candidate, settings, parameters);
+  if (!measured) {
+    return std::nullopt;
   }
-  std::optional<window_t> deviation;
-  if (measured && fits_int(*measured)) {
-    deviation = deviation_window(candidate, *measured, advanced, config_.fs);
-  }
+  const auto deviation = deviation_window(candidate, *measured, settings, parameters.config.fs);
   if (!deviation) {
-    measured = candidate;
-    deviation = window_t{start, start};
+    return std::nullopt;
   }
-  meas_start = static_cast<int>(measured->first);
-  meas_stop = static_cast<int>(measured->last);
-  dev_start = static_cast<int>(deviation->first);
-  dev_stop = static_cast<int>(deviation->last);
+  return refined_chirp_t{measured->first, measured->last, deviation->first, deviation->last};
 }
 
 }  // namespace orn::fmcw_demod_lib

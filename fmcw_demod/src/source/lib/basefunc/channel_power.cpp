@@ -1,7 +1,7 @@
 #include "basefunc/kernels.h"
-#include "dft.h"
 
 #include <fmcw_demod/basefunc.h>
+#include <transform/dft.h>
 
 #include <cmath>
 #include <cstddef>
@@ -29,7 +29,7 @@ float calculate_channel_power_db(const std::vector<sample_t>& signal, std::vecto
     return -std::numeric_limits<float>::infinity();
   }
   const std::size_t count = signal.size();
-  common_lib::planes_t<float> bins;
+  memory::planes_t<float> bins;
   bins.resize(count);
   for (std::size_t i = 0; i < count; ++i) {
     bins.re[i] = signal[i].real();

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "basefunc/bounded.h"
 #include "basefunc/kernels.h"
-#include "dispatch.h"
-#include "vector.h"
+#include "basefunc/kernels/bounded/bounded.h"
 
 #include <fmcw_demod/types.h>
+#include <simd/dispatch.h>
+#include <simd/vector.h>
 
 #include <algorithm>
 #include <array>
@@ -61,8 +61,8 @@ class extremes_t {
   ORN_KERNEL void add(block_t<T>& values, std::size_t count) {
     std::fill(values.begin() + static_cast<std::ptrdiff_t>(count), values.end(),
               std::numeric_limits<T>::quiet_NaN());
-    for (std::size_t i = 0; i < block_length; i += common_lib::width_of<lanes_t, T>) {
-      const auto value = common_lib::load<lanes_t>(&values[i]);
+    for (std::size_t i = 0; i < block_length; i += simd::width_of<lanes_t, T>) {
+      const auto value = simd::load<lanes_t>(&values[i]);
       lowest_ = value < lowest_ ? value : lowest_;
       highest_ = value > highest_ ? value : highest_;
     }
@@ -78,8 +78,8 @@ class extremes_t {
   }
 
  private:
-  using lanes_t = common_lib::vector_t<T, On>;
-  using values_t = std::array<T, common_lib::width_of<lanes_t, T>>;
+  using lanes_t = simd::vector_t<T, On>;
+  using values_t = std::array<T, simd::width_of<lanes_t, T>>;
 
   lanes_t lowest_;
   lanes_t highest_;

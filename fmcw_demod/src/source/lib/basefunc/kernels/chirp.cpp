@@ -1,6 +1,7 @@
 #include "basefunc/kernels.h"
 #include "basefunc/kernels/blocks.h"
-#include "dispatch.h"
+
+#include <simd/dispatch.h>
 
 #include <algorithm>
 #include <array>
@@ -9,7 +10,7 @@
 
 namespace orn::fmcw_demod_lib::kernels {
 
-using common_lib::dispatch;
+using simd::dispatch;
 
 line_sums_t line_sums(std::span<const float> x, std::span<const float> y) noexcept {
   line_sums_t sums{};

@@ -1,15 +1,16 @@
 #include "basefunc/kernels.h"
-#include "dispatch.h"
-#include "tiles.h"
-#include "vector.h"
+
+#include <simd/dispatch.h>
+#include <simd/tiles.h>
+#include <simd/vector.h>
 
 #include <array>
 #include <cstddef>
 
 namespace orn::fmcw_demod_lib::kernels {
 
-using common_lib::dispatch;
-using common_lib::transpose_strip;
+using simd::dispatch;
+using simd::transpose_strip;
 
 namespace {
 
@@ -19,7 +20,7 @@ namespace {
 template <class Value, std::size_t Vectors, class T, class Out>
 ORN_KERNEL inline std::size_t convolve_run(std::span<const T> signal, std::span<const T> kernel,
                                            std::span<Out> out, std::size_t first) {
-  constexpr std::size_t width = common_lib::width_of<Value, T>;
+  constexpr std::size_t width = simd::width_of<Value, T>;
   constexpr std::size_t run = Vectors * width;
   const std::size_t half = kernel.size() / 2;
   for (; first + run <= out.size(); first += run) {
@@ -30,21 +31,20 @@ ORN_KERNEL inline std::size_t convolve_run(std::span<const T> signal, std::span<
       const T* const falling = x + (kernel.size() - 1 - k);
 #pragma GCC unroll 8
       for (std::size_t v = 0; v < Vectors; ++v) {
-        sum[v] += (common_lib::load<Value>(rising + v * width) +
-                   common_lib::load<Value>(falling + v * width)) *
+        sum[v] += (simd::load<Value>(rising + v * width) + simd::load<Value>(falling + v * width)) *
                   kernel[k];
       }
     }
     if (kernel.size() % 2 != 0) {
 #pragma GCC unroll 8
       for (std::size_t v = 0; v < Vectors; ++v) {
-        sum[v] = kernel[half] * common_lib::load<Value>(x + half + v * width) + sum[v];
+        sum[v] = kernel[half] * simd::load<Value>(x + half + v * width) + sum[v];
       }
     }
     alignas(64) std::array<T, run> result;
 #pragma GCC unroll 8
     for (std::size_t v = 0; v < Vectors; ++v) {
-      common_lib::store(sum[v], &result[v * width]);
+      simd::store(sum[v], &result[v * width]);
     }
     for (std::size_t i = 0; i < run; ++i) {
       out[first + i] = static_cast<Out>(result[i]);
@@ -60,12 +60,12 @@ constexpr std::size_t most_taps = 256;
 /// lines of one per lane. Neighbouring outputs share what they load.
 template <class Value, class T, class Out>
 ORN_KERNEL inline void convolve_lines(const T* lines, std::span<const T> kernel, Out* out) {
-  constexpr std::size_t lanes = common_lib::width_of<Value, T>;
+  constexpr std::size_t lanes = simd::width_of<Value, T>;
   constexpr std::size_t together = 4;
-  using out_t = typename common_lib::vector_of_t<Out, lanes * sizeof(Out)>::type;
+  using out_t = typename simd::vector_of_t<Out, lanes * sizeof(Out)>::type;
   const std::size_t half = kernel.size() / 2;
   const auto load_line = [&](std::size_t i)
-                             ORN_KERNEL { return common_lib::load<Value>(lines + i * lanes); };
+                             ORN_KERNEL { return simd::load<Value>(lines + i * lanes); };
   for (std::size_t i = 0; i < stretch; i += together) {
     // Element j + u modulo `together` of each serves output i + u.
     std::array<Value, together> sum{};
@@ -83,8 +83,7 @@ ORN_KERNEL inline void convolve_lines(const T* lines, std::span<const T> kernel,
       for (std::size_t u = 0; u < together; ++u) {
         const Value& before = rising[(j + u) % together];
         const Value& after = falling[(newest + u) % together];
-        const Value both = u % 2 == 0 ? common_lib::sum_by_product(before, after) : before + after;
-        sum[u] += both * kernel[k];
+        sum[u] += (before + after) * kernel[k];
       }
     };
     std::size_t k = 0;
@@ -105,7 +104,7 @@ ORN_KERNEL inline void convolve_lines(const T* lines, std::span<const T> kernel,
       if (kernel.size() % 2 != 0) {
         sum[u] = kernel[half] * load_line(i + half + u) + sum[u];
       }
-      common_lib::store(__builtin_convertvector(sum[u], out_t), out + (i + u) * lanes);
+      simd::store(__builtin_convertvector(sum[u], out_t), out + (i + u) * lanes);
     }
   }
 }
@@ -117,10 +116,10 @@ template <class Value, class T, class Out>
 ORN_KERNEL inline std::size_t convolve_stretches(std::span<const T> signal,
                                                  std::span<const T> kernel, std::span<Out> out,
                                                  std::size_t first) {
-  constexpr std::size_t lanes = common_lib::width_of<Value, T>;
+  constexpr std::size_t lanes = simd::width_of<Value, T>;
   constexpr std::size_t run = lanes * stretch;
-  constexpr std::size_t lines_at_once = common_lib::group_size<T>;
-  constexpr std::size_t rows_at_once = common_lib::group_size<Out>;
+  constexpr std::size_t lines_at_once = simd::group_size<T>;
+  constexpr std::size_t rows_at_once = simd::group_size<Out>;
   constexpr std::size_t outputs_at_once = sizeof(Value) / sizeof(Out);
   if (lanes < rows_at_once || kernel.size() > most_taps) {
     return first;
@@ -158,7 +157,7 @@ template <class T, class Out>
 void convolve_symmetric(std::span<const T> signal, std::span<const T> kernel,
                         std::span<Out> out) noexcept {
   dispatch([=](auto on) ORN_KERNEL {
-    using value_t = common_lib::vector_t<T, decltype(on)>;
+    using value_t = simd::vector_t<T, decltype(on)>;
     std::size_t next = convolve_stretches<value_t>(signal, kernel, out, 0);
     next = convolve_run<value_t, 8>(signal, kernel, out, next);
     next = convolve_run<value_t, 1>(signal, kernel, out, next);

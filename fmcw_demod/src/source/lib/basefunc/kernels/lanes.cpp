@@ -1,7 +1,8 @@
 #include "basefunc/kernels.h"
-#include "dispatch.h"
-#include "tiles.h"
-#include "vector.h"
+
+#include <simd/dispatch.h>
+#include <simd/tiles.h>
+#include <simd/vector.h>
 
 #include <array>
 #include <cstddef>
@@ -9,8 +10,8 @@
 
 namespace orn::fmcw_demod_lib::kernels {
 
-using common_lib::dispatch;
-using common_lib::transpose_strip;
+using simd::dispatch;
+using simd::transpose_strip;
 
 namespace {
 

@@ -1,14 +1,15 @@
-#include "basefunc/bounded.h"
 #include "basefunc/kernels.h"
 #include "basefunc/kernels/blocks.h"
-#include "dispatch.h"
+#include "basefunc/kernels/bounded/bounded.h"
+
+#include <simd/dispatch.h>
 
 #include <algorithm>
 #include <cstddef>
 
 namespace orn::fmcw_demod_lib::kernels {
 
-using common_lib::dispatch;
+using simd::dispatch;
 
 double power_levels(std::span<const sample_t> samples, float impedance,
                     std::span<float> out) noexcept {

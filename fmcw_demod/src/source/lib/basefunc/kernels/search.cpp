@@ -1,7 +1,8 @@
 #include "basefunc/kernels.h"
 #include "basefunc/kernels/blocks.h"
-#include "dispatch.h"
-#include "vector.h"
+
+#include <simd/dispatch.h>
+#include <simd/vector.h>
 
 #include <algorithm>
 #include <array>
@@ -13,8 +14,8 @@
 
 namespace orn::fmcw_demod_lib::kernels {
 
-using common_lib::both;
-using common_lib::dispatch;
+using simd::both;
+using simd::dispatch;
 
 template <class T>
 bool any_sign_change(std::span<const T> trace, T clearly) noexcept {

@@ -1,8 +1,9 @@
-#include "basefunc/arctangent.h"
 #include "basefunc/kernels.h"
+#include "basefunc/kernels/arctangent.h"
 #include "basefunc/kernels/blocks.h"
-#include "dispatch.h"
-#include "vector.h"
+
+#include <simd/dispatch.h>
+#include <simd/vector.h>
 
 #include <algorithm>
 #include <array>
@@ -14,7 +15,7 @@
 
 namespace orn::fmcw_demod_lib::kernels {
 
-using common_lib::dispatch;
+using simd::dispatch;
 
 namespace {
 
@@ -54,7 +55,7 @@ ORN_KERNEL inline Value moved_up(Value x, std::index_sequence<I...> /*all*/) {
 /// Lane l becomes the sum of lanes 0 to l.
 template <std::size_t By = 1, class Value>
 ORN_KERNEL inline Value running_sums(Value x) {
-  constexpr std::size_t lanes = common_lib::width_of<Value, std::int32_t>;
+  constexpr std::size_t lanes = simd::width_of<Value, std::int32_t>;
   if constexpr (By < lanes) {
     return running_sums<2 * By>(x + moved_up<By>(x, std::make_index_sequence<lanes>{}));
   }
@@ -72,8 +73,8 @@ class unwrapper_t {
   /// last one of the block before.
   template <class On>
   ORN_KERNEL void next(const float* angle, std::size_t count, double* phase) {
-    using value_t = common_lib::vector_t<std::int32_t, On>;
-    constexpr std::size_t width = common_lib::width_of<value_t, std::int32_t>;
+    using value_t = simd::vector_t<std::int32_t, On>;
+    constexpr std::size_t width = simd::width_of<value_t, std::int32_t>;
     alignas(64) block_t<std::int32_t> step{};
     int unsure = 0;
     for (std::size_t i = 0; i < count; ++i) {
@@ -89,8 +90,8 @@ class unwrapper_t {
     }
     std::int32_t turns = 0;
     for (std::size_t i = 0; i < block_length; i += width) {
-      const value_t sums = running_sums(common_lib::load<value_t>(&step[i])) + turns;
-      common_lib::store(sums, &step[i]);
+      const value_t sums = running_sums(simd::load<value_t>(&step[i])) + turns;
+      simd::store(sums, &step[i]);
       turns = sums[width - 1];
     }
     for (std::size_t i = 0; i < count; ++i) {

@@ -71,26 +71,60 @@ class segment_spectra_t {
   memory::planes_t<float> bins_;
 };
 
-/// Centred levels, one row per segment.
+/// Centred levels, one row per segment, filled by the batch.
 class level_rows_t {
  public:
-  explicit level_rows_t(std::size_t length) : length_(length) {}
+  level_rows_t(std::span<std::vector<float>> rows, std::size_t length, std::size_t lanes)
+      : rows_(rows), length_(length), lanes_(lanes) {
+    for (auto& row : batch_from(0)) {
+      prepare(row);
+    }
+  }
 
-  /// Fills rows from the spectra of as many lanes or more, whose real parts become levels. Rows are
-  /// allocated just before: memory that is touched at once is cheapest.
-  void fill(memory::planes_t<float>& bins, std::span<std::vector<float>> rows) {
+  /// Fills the batch from row `first` on from the spectra of its lanes, whose real parts become
+  /// levels. In between, a few at a time so that computing does not wait for their memory, it
+  /// prepares the next batch.
+  void fill(std::size_t first, memory::planes_t<float>& bins) {
+    constexpr std::size_t together = 256;  // levels
+    const auto next = batch_from(first + lanes_);
+    std::size_t prepared = 0;
+    for (std::size_t at = 0; at < bins.size(); at += together) {
+      const std::size_t count = std::min(together, bins.size() - at);
+      for (; prepared < next.size() && prepared * length_ < at + count; ++prepared) {
+        prepare(next[prepared]);
+      }
+      const auto re = std::span(bins.re).subspan(at, count);
+      kernels::spectral_levels(re, std::span(bins.im).subspan(at, count), re);
+    }
     targets_.clear();
-    for (auto& row : rows) {
-      row.resize(length_);
+    for (auto& row : batch_from(first)) {
       targets_.push_back(row.data());
     }
-    kernels::spectral_levels(bins.re, bins.im, bins.re);
-    kernels::lanes_to_centred_rows(bins.re, bins.size() / length_, targets_);
+    kernels::lanes_to_centred_rows(bins.re, lanes_, targets_);
   }
 
  private:
+  std::span<std::vector<float>> batch_from(std::size_t first) const {
+    const auto rest = rows_.subspan(std::min(first, rows_.size()));
+    return rest.first(std::min(lanes_, rest.size()));
+  }
+
+  /// Brings a row to its length and has its memory fetched: a new one is zeroed, which does both.
+  void prepare(std::vector<float>& row) const {
+    if (row.size() != length_) {
+      row.resize(length_);
+      return;
+    }
+    constexpr std::size_t cache_line = 64 / sizeof(float);
+    for (std::size_t i = 0; i < length_; i += cache_line) {
+      __builtin_prefetch(&row[i], 1);
+    }
+  }
+
+  std::span<std::vector<float>> rows_;
   std::size_t length_;
-  std::vector<float*> targets_;
+  std::size_t lanes_;
+  std::vector<float*> targets_;  ///< rows of a batch
 };
 
 /// Bin frequencies [Hz] of a centred spectrum; for an odd length no bin sits at 0.
@@ -125,10 +159,9 @@ void compute_stft_wincfg(std::span<const sample_t> signal, float fs,
     time[k] = static_cast<float>(doubled_centre) * 0.5F / fs;
   }
   segment_spectra_t spectra(signal, length, hop);
-  level_rows_t levels(length);
+  level_rows_t levels(rows, length, spectra.lanes());
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
-    const std::size_t count = std::min(spectra.lanes(), row_count - k);
-    levels.fill(spectra(k, row_count), std::span(rows).subspan(k, count));
+    levels.fill(k, spectra(k, row_count));
   }
 }
 
@@ -153,7 +186,7 @@ void compute_spectrogram(std::span<const sample_t> signal, float fs,
   fill_frequency_axis(fs, result.spectrogram_freq_axis);
 
   segment_spectra_t spectra(signal, length, hop);
-  level_rows_t levels(length);
+  level_rows_t levels(rows, length, spectra.lanes());
   memory::scratch_t<float> magnitude(length * spectra.lanes());
   std::vector<std::uint32_t> strongest(spectra.lanes());
   for (std::size_t k = 0; k < row_count; k += spectra.lanes()) {
@@ -165,7 +198,7 @@ void compute_spectrogram(std::span<const sample_t> signal, float fs,
       time[k + l] = (static_cast<float>((k + l) * hop) + 128.0F) / fs;
       peaks[k + l] = result.spectrogram_freq_axis[strongest[l]];
     }
-    levels.fill(bins, std::span(rows).subspan(k, count));
+    levels.fill(k, bins);
   }
   const std::vector<double> phase = basefunc::cumtrapz_phase(time, peaks);
   result.spectrogram_phase_inst.assign(phase.begin(), phase.end());
@@ -181,7 +214,7 @@ void compute_psd(std::span<const sample_t> signal, float fs, std::vector<float>&
   freq.resize(length);
   fill_frequency_axis(fs, freq);
   segment_spectra_t spectra(signal, static_cast<std::uint32_t>(length), length);
-  level_rows_t(length).fill(spectra(0, 1), std::span(&magnitude_db, 1));
+  level_rows_t(std::span(&magnitude_db, 1), length, spectra.lanes()).fill(0, spectra(0, 1));
 }
 
 }  // namespace orn::fmcw_demod_lib

@@ -16,18 +16,18 @@ namespace {
 /// x = conj(y) c in single precision, the second half of an inverse transform.
 void conjugate_and_multiply(const planes_t<double>& y, const planes_t<double>& c,
                             planes_t<float>& x, std::size_t lanes) {
-  const interleaved_t<double> from{y.re.data(), y.im.data()};
-  const shared_t<double> factors{c.re.data(), c.im.data()};
-  simd::dispatch([=, count = c.size(), re = x.re.data(), im = x.im.data()](auto /*on*/) ORN_KERNEL {
-    for (std::size_t k = 0; k < count; ++k) {
-      const point_t<double> factor = factors.at<double>(k, 0, 1);
-      for (std::size_t l = 0; l < lanes; ++l) {
-        const point_t<double> z = conjugate(from.at<double>(k, l, lanes)) * factor;
-        re[k * lanes + l] = static_cast<float>(z.re);
-        im[k * lanes + l] = static_cast<float>(z.im);
-      }
-    }
-  });
+  simd::dispatch([y_re = y.re.data(), y_im = y.im.data(), c_re = c.re.data(), c_im = c.im.data(),
+                  x_re = x.re.data(), x_im = x.im.data(), count = c.size(), lanes](auto /*on*/)
+                     ORN_KERNEL {
+                       for (std::size_t k = 0; k < count; ++k) {
+                         const point_t<double> factor{c_re[k], c_im[k]};
+                         for (std::size_t i = k * lanes; i < (k + 1) * lanes; ++i) {
+                           const auto z = conjugate(point_t<double>{y_re[i], y_im[i]}) * factor;
+                           x_re[i] = static_cast<float>(z.re);
+                           x_im[i] = static_cast<float>(z.im);
+                         }
+                       }
+                     });
 }
 
 }  // namespace

@@ -18,9 +18,9 @@ ORN_KERNEL inline void butterfly(std::array<point_t<Value>, Radix>& a,
   } else if constexpr (Radix == 2) {
     a = {a[0] + a[1], a[0] - a[1]};
   } else if constexpr (Radix == 4) {
-    const auto sum_even = a[0] + a[2];
+    const auto sum_even = sum_by_product(a[0], a[2]);
     const auto difference_even = a[0] - a[2];
-    const auto sum_odd = a[1] + a[3];
+    const auto sum_odd = sum_by_product(a[1], a[3]);
     const auto difference_odd = times_minus_i(a[1] - a[3]);
     a = {sum_even + sum_odd, difference_even + difference_odd, sum_even - sum_odd,
          difference_even - difference_odd};
@@ -33,8 +33,14 @@ ORN_KERNEL inline void butterfly(std::array<point_t<Value>, Radix>& a,
     odd[1] = {(odd[1].re + odd[1].im) * half_root, (odd[1].im - odd[1].re) * half_root};
     odd[2] = times_minus_i(odd[2]);
     odd[3] = {(odd[3].im - odd[3].re) * half_root, (-odd[3].re - odd[3].im) * half_root};
-    a = {even[0] + odd[0], even[1] + odd[1], even[2] + odd[2], even[3] + odd[3],
-         even[0] - odd[0], even[1] - odd[1], even[2] - odd[2], even[3] - odd[3]};
+    a = {sum_by_product(even[0], odd[0]),
+         sum_by_product(even[1], odd[1]),
+         sum_by_product(even[2], odd[2]),
+         sum_by_product(even[3], odd[3]),
+         even[0] - odd[0],
+         even[1] - odd[1],
+         even[2] - odd[2],
+         even[3] - odd[3]};
   } else {
     // The points pair up: a[j] and a[Radix - j] meet conjugate roots in every bin, so cosines go
     // with their sum and sines with their difference, and bins k and Radix - k share both.

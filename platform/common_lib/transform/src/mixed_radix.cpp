@@ -97,10 +97,12 @@ ORN_KERNEL inline std::size_t transform_columns(const pass_t<T, Series>& pass, s
 
 template <std::size_t Radix, class T, class Series>
 void run(const pass_t<T, Series>& pass) {
-  // What does not fill a register is done once for all targets.
   std::size_t rest = 0;
-  dispatch([pass, &rest](auto on)
-               ORN_KERNEL { rest = transform_columns<Radix, vector_t<T, decltype(on)>>(pass, 0); });
+  dispatch([&pass, &rest](auto on) ORN_KERNEL {
+    const pass_t<T, Series> local = pass;
+    rest = transform_columns<Radix, vector_t<T, decltype(on)>>(local, 0);
+  });
+  // What does not fill a register is done once for all targets.
   if (rest < pass.stride) {
     transform_columns<Radix, T>(pass, rest);
   }

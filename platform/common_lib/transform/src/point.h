@@ -1,6 +1,7 @@
 #pragma once
 
 #include <simd/dispatch.h>
+#include <simd/vector.h>
 
 #include <complex>
 
@@ -16,6 +17,11 @@ struct point_t {
 template <class T>
 ORN_KERNEL inline point_t<T> operator+(point_t<T> a, point_t<T> b) {
   return {a.re + b.re, a.im + b.im};
+}
+
+template <class T>
+ORN_KERNEL inline point_t<T> sum_by_product(point_t<T> a, point_t<T> b) {
+  return {simd::sum_by_product(a.re, b.re), simd::sum_by_product(a.im, b.im)};
 }
 
 template <class T>

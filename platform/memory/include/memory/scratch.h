@@ -13,13 +13,19 @@ namespace orn::memory {
 /// few megabytes are left alone.
 void advise_huge_pages(void* block, std::size_t bytes) noexcept;
 
-/// Brings a vector to `count` elements, on huge pages if it is large and has to grow.
+/// Makes room for `count` elements, on huge pages if that is a large block that has to be allocated.
 template <class T>
-void resize_large(std::vector<T>& values, std::size_t count) {
+void reserve_large(std::vector<T>& values, std::size_t count) {
   if (values.capacity() < count) {
     values.reserve(count);
     advise_huge_pages(values.data(), count * sizeof(T));
   }
+}
+
+/// Brings a vector to `count` elements, with reserve_large.
+template <class T>
+void resize_large(std::vector<T>& values, std::size_t count) {
+  reserve_large(values, count);
   values.resize(count);
 }
 

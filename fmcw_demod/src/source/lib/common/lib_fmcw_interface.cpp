@@ -1,6 +1,7 @@
 #include "common/log.h"
 
 #include <fmcw_demod/analyzer.h>
+#include <memory/scratch.h>
 
 #include <atomic>
 #include <cstdint>
@@ -97,7 +98,10 @@ int config_fmcw_analyzer(void* handle, SignalStream& signal, const fmcw_demod_co
 
 int work_fmcw_analyzer(void* handle, const SignalStream& signal, fmcw_measure_result_t* result,
                        ErrorMsg* error) {
-  return analyzer_of(handle)->work_analyze_with_error_process(signal, result, error);
+  SignalStream copy{{}, signal.fs};
+  memory::reserve_large(copy.samples, signal.samples.size());
+  copy.samples.assign(signal.samples.begin(), signal.samples.end());
+  return analyzer_of(handle)->work_analyze_with_error_process(std::move(copy), result, error);
 }
 
 int destroy_fmcw_analyzer(void** handle) {

@@ -56,53 +56,60 @@ ORN_KERNEL inline std::size_t convolve_run(std::span<const T> signal, std::span<
 constexpr std::size_t stretch = 128;
 constexpr std::size_t most_taps = 256;
 
+/// Outputs that convolve_lines works on together.
+constexpr std::size_t together = 4;
+
+/// Adds taps k ... k + Taps - 1 to the outputs from the first line of `lines` on, which share what
+/// they load: tap k + t of output u takes in line k + t + u and its mirror image.
+template <std::size_t Taps, class Value, class T>
+ORN_KERNEL inline void add_taps(const T* lines, std::span<const T> kernel, std::size_t k,
+                                std::array<Value, together>& sum) {
+  constexpr std::size_t lanes = simd::width_of<Value, T>;
+  constexpr std::size_t loaded = Taps + together - 1;
+  const T* const front = lines + k * lanes;
+  const T* const back = lines + (kernel.size() - k - Taps) * lanes;
+  std::array<Value, loaded> rising;
+  std::array<Value, loaded> falling;
+#pragma GCC unroll 8
+  for (std::size_t j = 0; j < loaded; ++j) {
+    rising[j] = simd::load<Value>(front + j * lanes);
+    falling[j] = simd::load<Value>(back + j * lanes);
+  }
+#pragma GCC unroll 4
+  for (std::size_t t = 0; t < Taps; ++t) {
+#pragma GCC unroll 4
+    for (std::size_t u = 0; u < together; ++u) {
+      const Value& before = rising[t + u];
+      const Value& after = falling[Taps - 1 - t + u];
+      const Value both = u % 2 == 0 ? simd::sum_by_product(before, after) : before + after;
+      sum[u] += both * kernel[k + t];
+    }
+  }
+}
+
 /// Outputs 0 ... stretch - 1 of as many convolutions as a Value has lanes, whose elements lie in
-/// lines of one per lane. Neighbouring outputs share what they load.
+/// lines of one per lane.
 template <class Value, class T, class Out>
 ORN_KERNEL inline void convolve_lines(const T* lines, std::span<const T> kernel, Out* out) {
   constexpr std::size_t lanes = simd::width_of<Value, T>;
-  constexpr std::size_t together = 4;
   using out_t = typename simd::vector_of_t<Out, lanes * sizeof(Out)>::type;
+  // As many as leave their lines and the sums in registers: 32 of the widest, 16 of others.
+  constexpr std::size_t taps = sizeof(Value) == 64 ? 4 : 2;
   const std::size_t half = kernel.size() / 2;
-  const auto load_line = [&](std::size_t i)
-                             ORN_KERNEL { return simd::load<Value>(lines + i * lanes); };
   for (std::size_t i = 0; i < stretch; i += together) {
-    // Element j + u modulo `together` of each serves output i + u.
+    const T* const first = lines + i * lanes;
     std::array<Value, together> sum{};
-    std::array<Value, together> rising{};
-    std::array<Value, together> falling{};
-    for (std::size_t u = 0; u + 1 < together; ++u) {
-      rising[u] = load_line(i + u);
-      falling[u] = load_line(i + kernel.size() + u);
-    }
-    const auto add_tap = [&](std::size_t k, std::size_t j) ORN_KERNEL {
-      const std::size_t newest = together - 1 - j;
-      rising[(j + together - 1) % together] = load_line(i + k + together - 1);
-      falling[newest] = load_line(i + kernel.size() - 1 - k);
-#pragma GCC unroll 4
-      for (std::size_t u = 0; u < together; ++u) {
-        const Value& before = rising[(j + u) % together];
-        const Value& after = falling[(newest + u) % together];
-        sum[u] += (before + after) * kernel[k];
-      }
-    };
     std::size_t k = 0;
-    for (; k + together <= half; k += together) {
-#pragma GCC unroll 4
-      for (std::size_t j = 0; j < together; ++j) {
-        add_tap(k + j, j);
-      }
+    for (; k + taps <= half; k += taps) {
+      add_taps<taps>(first, kernel, k, sum);
     }
-#pragma GCC unroll 4
-    for (std::size_t j = 0; j + 1 < together; ++j) {
-      if (k + j < half) {
-        add_tap(k + j, j);
-      }
+    for (; k < half; ++k) {
+      add_taps<1>(first, kernel, k, sum);
     }
 #pragma GCC unroll 4
     for (std::size_t u = 0; u < together; ++u) {
       if (kernel.size() % 2 != 0) {
-        sum[u] = kernel[half] * load_line(i + half + u) + sum[u];
+        sum[u] = kernel[half] * simd::load<Value>(first + (half + u) * lanes) + sum[u];
       }
       simd::store(__builtin_convertvector(sum[u], out_t), out + (i + u) * lanes);
     }

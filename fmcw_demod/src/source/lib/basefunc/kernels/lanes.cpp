@@ -15,14 +15,15 @@ using simd::transpose_strip;
 
 namespace {
 
-/// Sorts whole strips of columns, two phases of them at a time, from `column` on. Returns the first
-/// column that is left.
+/// Sorts whole strips of columns, two phases of them at a time. Returns the first column that is
+/// left.
 template <std::size_t Strip>
 ORN_KERNEL inline std::size_t sort_strips(std::span<const sample_t> samples, std::size_t hop,
                                           std::size_t pitch, std::span<float> re,
-                                          std::span<float> im, std::size_t column) {
-  for (const std::size_t columns = samples.size() / hop; column + Strip <= columns;
-       column += Strip) {
+                                          std::span<float> im) {
+  const std::size_t columns = samples.size() / hop;
+  std::size_t column = 0;
+  for (; column + Strip <= columns; column += Strip) {
     for (std::size_t phase = 0; phase + 2 <= hop; phase += 2) {
       const std::size_t next = (phase + 1) * pitch;
       const std::array<float*, 4> lines = {&re[phase * pitch], &im[phase * pitch], &re[next],
@@ -61,8 +62,7 @@ void sort_by_phase(std::span<const sample_t> samples, std::size_t hop, std::size
   std::size_t sorted = 0;
   dispatch([=, &sorted](auto on) ORN_KERNEL {
     constexpr std::size_t strip = decltype(on)::register_bytes / sizeof(float);
-    const std::size_t next = sort_strips<strip>(samples, hop, pitch, re, im, 0);
-    sorted = sort_strips<4>(samples, hop, pitch, re, im, next);
+    sorted = sort_strips<strip>(samples, hop, pitch, re, im);
   });
   for (std::size_t phase = 0; phase < hop; ++phase) {
     std::size_t column = phase + 1 < hop || hop % 2 == 0 ? sorted : 0;

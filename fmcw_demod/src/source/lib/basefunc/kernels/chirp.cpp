@@ -76,8 +76,74 @@ ORN_KERNEL inline double phase_step(float before, float after, double /*dt*/, fl
   return mean_turn_rate(before, after) * static_cast<double>(time_step);
 }
 
+/// A block of a chirp beside its line. T is the precision of phases.
 template <class T>
-ORN_KERNEL inline void copy_to(std::span<float> trace, std::size_t first, const T* values,
+struct deviation_block_t {
+  alignas(64) block_t<float> fitted;              // Hz
+  alignas(64) block_t<double> residual;           // Hz
+  alignas(64) block_t<double> residual_square;    // Hz^2
+  alignas(64) block_t<float> residual_single;     // Hz
+  alignas(64) block_t<float> residual_magnitude;  // Hz
+  alignas(64) block_t<T> measured_step;           // rad, since the sample before
+  alignas(64) block_t<T> fitted_step;             // rad
+  alignas(64) block_t<float> fitted_phase;        // rad
+  alignas(64) block_t<T> phase_deviation;         // rad
+};
+
+/// Everything of a block that needs no sum. `lag` is 0 for the first sample of a chirp, which ends
+/// no interval, and 1 for all others.
+template <class T>
+ORN_KERNEL inline void compare_with_line(const float* t, const double* f, std::size_t count,
+                                         std::size_t lag, const line_t& line, double dt,
+                                         deviation_block_t<T>& block) {
+  const float* const t_before = t - lag;
+  const double* const f_before = f - lag;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto before = static_cast<float>(f_before[i]);
+    const auto here = static_cast<float>(f[i]);
+    const float fitted_before = t_before[i] * line.slope + line.intercept;
+    const float fitted = t[i] * line.slope + line.intercept;
+    const double residual = static_cast<double>(here) - static_cast<double>(fitted);
+    block.fitted[i] = fitted;
+    block.residual[i] = residual;
+    block.residual_square[i] = residual * residual;
+    block.residual_single[i] = static_cast<float>(residual);
+    block.residual_magnitude[i] = std::fabs(block.residual_single[i]);
+    block.measured_step[i] = phase_step(before, here, dt, t[i] - t_before[i], T());
+    block.fitted_step[i] = phase_step(fitted_before, fitted, dt, t[i] - t_before[i], T());
+  }
+  if (lag == 0) {
+    block.measured_step[0] = block.fitted_step[0] = 0;
+  }
+}
+
+/// Phases of measurement and line at the last sample so far [rad].
+template <class T>
+struct phases_t {
+  T measured = 0;
+  T fitted = 0;
+};
+
+/// Integrates the phases over a block and adds it to the sums, all in index order.
+template <class T>
+ORN_KERNEL inline void add_up(deviation_block_t<T>& block, std::size_t count, phases_t<T>& phases,
+                              deviations_t<T>& sums) {
+  for (std::size_t i = 0; i < count; ++i) {
+    phases.measured += block.measured_step[i];
+    phases.fitted += block.fitted_step[i];
+    const T difference = phases.measured - phases.fitted;
+    block.fitted_phase[i] = static_cast<float>(phases.fitted);
+    block.phase_deviation[i] = difference;
+    sums.phase_sum += difference;
+    sums.phase_squares += difference * difference;
+    sums.phase_peak = std::max(sums.phase_peak, std::abs(difference));
+    sums.residual_sum += block.residual[i];
+    sums.residual_squares += block.residual_square[i];
+  }
+}
+
+template <class T>
+ORN_KERNEL inline void copy_to(std::span<float> trace, std::size_t first, const block_t<T>& values,
                                std::size_t count) {
   if (!trace.empty()) {
     for (std::size_t i = 0; i < count; ++i) {
@@ -96,58 +162,20 @@ deviations_t<T> deviations(std::span<const float> time, std::span<const double> 
   dispatch([=, &result](auto on) ORN_KERNEL {
     deviations_t<T> sums{};
     extremes_t<float, decltype(on)> residual_extremes(0.0F, 0.0F);
-    T measured_phase = 0;
-    T fitted_phase = 0;
-    // The first sample ends no interval, so it is a block of its own: its phases are 0.
-    for (std::size_t first = 0, count = 1; first < time.size();
-         first += count, count = std::min(block_length, time.size() - first)) {
-      const std::size_t lag = first == 0 ? 0 : 1;
-      const float* const t = &time[first];
-      const double* const f = &freq[first];
-      const float* const t_before = t - lag;
-      const double* const f_before = f - lag;
-      alignas(64) block_t<float> fitted;
-      alignas(64) block_t<double> residual;
-      alignas(64) block_t<double> residual_square;
-      alignas(64) block_t<float> residual_magnitude;
-      alignas(64) block_t<float> residual_single;
-      alignas(64) block_t<T> measured_step;
-      alignas(64) block_t<T> fitted_step;
-      for (std::size_t i = 0; i < count; ++i) {
-        const auto before = static_cast<float>(f_before[i]);
-        const auto here = static_cast<float>(f[i]);
-        const float fitted_before = t_before[i] * line.slope + line.intercept;
-        fitted[i] = t[i] * line.slope + line.intercept;
-        residual[i] = static_cast<double>(here) - static_cast<double>(fitted[i]);
-        residual_square[i] = residual[i] * residual[i];
-        residual_single[i] = static_cast<float>(residual[i]);
-        residual_magnitude[i] = std::fabs(residual_single[i]);
-        measured_step[i] = phase_step(before, here, dt, t[i] - t_before[i], T());
-        fitted_step[i] = phase_step(fitted_before, fitted[i], dt, t[i] - t_before[i], T());
-      }
-      if (first == 0) {
-        measured_step[0] = fitted_step[0] = 0;
-      }
-      alignas(64) block_t<float> phase;
-      alignas(64) block_t<T> deviation;
-      for (std::size_t i = 0; i < count; ++i) {
-        measured_phase += measured_step[i];
-        fitted_phase += fitted_step[i];
-        const T difference = measured_phase - fitted_phase;
-        phase[i] = static_cast<float>(fitted_phase);
-        deviation[i] = difference;
-        sums.phase_sum += difference;
-        sums.phase_squares += difference * difference;
-        sums.phase_peak = std::max(sums.phase_peak, std::abs(difference));
-        sums.residual_sum += residual[i];
-        sums.residual_squares += residual_square[i];
-      }
-      residual_extremes.add(residual_magnitude, count);
-      copy_to(traces.fitted, first, fitted.data(), count);
-      copy_to(traces.fitted_phase, first, phase.data(), count);
-      copy_to(traces.residual, first, residual_single.data(), count);
-      copy_to(traces.phase_deviation, first, deviation.data(), count);
-    }
+    phases_t<T> phases;
+    const auto add_block = [&](std::size_t first, std::size_t count, std::size_t lag) ORN_KERNEL {
+      deviation_block_t<T> block;
+      compare_with_line(&time[first], &freq[first], count, lag, line, dt, block);
+      add_up(block, count, phases, sums);
+      residual_extremes.add(block.residual_magnitude, count);
+      copy_to(traces.fitted, first, block.fitted, count);
+      copy_to(traces.fitted_phase, first, block.fitted_phase, count);
+      copy_to(traces.residual, first, block.residual_single, count);
+      copy_to(traces.phase_deviation, first, block.phase_deviation, count);
+    };
+    add_block(0, 1, 0);
+    for_each_block(time.size() - 1, [&](std::size_t first, std::size_t count)
+                                        ORN_KERNEL { add_block(1 + first, count, 1); });
     // Rounding keeps order: the peak of rounded residuals is the rounded peak.
     sums.residual_peak = residual_extremes.highest();
     result = sums;

@@ -116,44 +116,57 @@ ORN_KERNEL inline void convolve_lines(const T* lines, std::span<const T> kernel,
   }
 }
 
-/// Outputs from `first` on, one stretch of them per lane: the elements that an output takes in lie
-/// a register apart then, whole registers are loaded, and neighbouring outputs share them. Returns
-/// the first output that is left.
+/// Sorts elements into `count` lines, line i holding the elements i, stretch + i, 2 stretch + i ...
+/// `count` is a multiple of the group size.
+template <std::size_t Lanes, class T>
+ORN_KERNEL inline void sort_into_lines(const T* signal, std::size_t count, T* lines) {
+  constexpr std::size_t at_once = simd::group_size<T>;
+  for (std::size_t i = 0; i < count; i += at_once) {
+    std::array<T*, at_once> to;
+    for (std::size_t r = 0; r < at_once; ++r) {
+      to[r] = lines + (i + r) * Lanes;
+    }
+    transpose_strip<Lanes>(signal + i, stretch, to.data(), 0);
+  }
+}
+
+/// The way back: a stretch of outputs from each lane of the lines. Strip outputs fill a register.
+template <std::size_t Lanes, std::size_t Strip, class Out>
+ORN_KERNEL inline void sort_into_stretches(const Out* lines, Out* out) {
+  constexpr std::size_t at_once = simd::group_size<Out>;
+  for (std::size_t l = 0; l < Lanes; l += at_once) {
+    std::array<Out*, at_once> to;
+    for (std::size_t r = 0; r < at_once; ++r) {
+      to[r] = out + (l + r) * stretch;
+    }
+    for (std::size_t i = 0; i < stretch; i += Strip) {
+      transpose_strip<Strip>(lines + i * Lanes + l, Lanes, to.data(), i);
+    }
+  }
+}
+
+/// Outputs from the first on, as far as whole runs of a stretch per lane go: the elements that an
+/// output takes in lie a register apart then, whole registers are loaded, and neighbouring outputs
+/// share them. Lines that pad a group are read but enter no output, so a run needs their elements as
+/// well. Returns the first output that is left.
 template <class Value, class T, class Out>
 ORN_KERNEL inline std::size_t convolve_stretches(std::span<const T> signal,
-                                                 std::span<const T> kernel, std::span<Out> out,
-                                                 std::size_t first) {
+                                                 std::span<const T> kernel, std::span<Out> out) {
   constexpr std::size_t lanes = simd::width_of<Value, T>;
   constexpr std::size_t run = lanes * stretch;
-  constexpr std::size_t lines_at_once = simd::group_size<T>;
-  constexpr std::size_t rows_at_once = simd::group_size<Out>;
-  constexpr std::size_t outputs_at_once = sizeof(Value) / sizeof(Out);
-  if (lanes < rows_at_once || kernel.size() > most_taps) {
-    return first;
+  constexpr std::size_t group = simd::group_size<T>;
+  if (lanes < simd::group_size<Out> || kernel.size() > most_taps) {
+    return 0;
   }
-  const std::size_t needed = stretch + kernel.size() - 1;
-  const std::size_t line_count = (needed + lines_at_once - 1) / lines_at_once * lines_at_once;
+  const std::size_t line_count = (stretch + kernel.size() - 1 + group - 1) / group * group;
+  const std::size_t reach = run - stretch + line_count;
   alignas(64) std::array<T, (stretch + most_taps) * lanes> lines;
   alignas(64) std::array<Out, run> result;
-  const std::size_t reach = run - stretch + line_count;
+  std::size_t first = 0;
   for (; first + run <= out.size() && first + reach <= signal.size(); first += run) {
-    for (std::size_t i = 0; i < line_count; i += lines_at_once) {
-      std::array<T*, lines_at_once> to;
-      for (std::size_t r = 0; r < lines_at_once; ++r) {
-        to[r] = &lines[(i + r) * lanes];
-      }
-      transpose_strip<lanes>(&signal[first + i], stretch, to.data(), 0);
-    }
+    sort_into_lines<lanes>(&signal[first], line_count, lines.data());
     convolve_lines<Value>(lines.data(), kernel, result.data());
-    for (std::size_t l = 0; l < lanes; l += rows_at_once) {
-      std::array<Out*, rows_at_once> to;
-      for (std::size_t r = 0; r < rows_at_once; ++r) {
-        to[r] = &out[first + (l + r) * stretch];
-      }
-      for (std::size_t i = 0; i < stretch; i += outputs_at_once) {
-        transpose_strip<outputs_at_once>(&result[i * lanes + l], lanes, to.data(), i);
-      }
-    }
+    sort_into_stretches<lanes, sizeof(Value) / sizeof(Out)>(result.data(), &out[first]);
   }
   return first;
 }
@@ -165,7 +178,7 @@ void convolve_symmetric(std::span<const T> signal, std::span<const T> kernel,
                         std::span<Out> out) noexcept {
   dispatch([=](auto on) ORN_KERNEL {
     using value_t = simd::vector_t<T, decltype(on)>;
-    std::size_t next = convolve_stretches<value_t>(signal, kernel, out, 0);
+    std::size_t next = convolve_stretches<value_t>(signal, kernel, out);
     next = convolve_run<value_t, 8>(signal, kernel, out, next);
     next = convolve_run<value_t, 1>(signal, kernel, out, next);
     convolve_run<T, 1>(signal, kernel, out, next);

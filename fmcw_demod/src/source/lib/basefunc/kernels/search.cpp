@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 
 namespace orn::fmcw_demod_lib::kernels {
 
@@ -180,33 +181,68 @@ float middle_float(float low, float high) noexcept {
 
 }  // namespace
 
+namespace {
+
+/// A sample of the values in ascending order, NaNs last.
+using sample_of_values_t = std::array<float, 31>;
+sample_of_values_t sorted_sample(std::span<const float> values) {
+  sample_of_values_t sample;
+  for (std::size_t i = 0; i < sample.size(); ++i) {
+    sample[i] = values[(i + 1) * (values.size() / (sample.size() + 1))];
+  }
+  std::sort(sample.begin(), sample.end(), nan_last);
+  return sample;
+}
+
+/// Narrows the bracket to between two neighbours of a sorted sample; returns the element if it is
+/// one of them.
+std::optional<float> narrow_by_sample(std::span<const float> values, std::size_t rank,
+                                      bracket_t& bracket) {
+  const sample_of_values_t sample = sorted_sample(values);
+  std::size_t first = 0;
+  auto last = static_cast<std::size_t>(
+      std::count_if(sample.begin(), sample.end(), [](float x) { return !std::isnan(x); }));
+  while (first < last) {
+    const std::size_t middle = (first + last) / 2;
+    const int order = bracket.narrow(values, rank, sample[middle]);
+    if (order == 0) {
+      return sample[middle];
+    }
+    if (order < 0) {
+      last = middle;
+    } else {
+      first = middle + 1;
+    }
+  }
+  return std::nullopt;
+}
+
+/// Halves the bracket a few times; returns the element if it is hit.
+std::optional<float> narrow_by_halves(std::span<const float> values, std::size_t rank,
+                                      bracket_t& bracket) {
+  for (int step = 0; step < 6 && bracket.low < bracket.high; ++step) {
+    const float middle = middle_float(bracket.low, bracket.high);
+    if (bracket.narrow(values, rank, middle) == 0) {
+      return middle;
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
 float select_rank(std::span<const float> values, std::size_t rank,
                   std::span<float> buffer) noexcept {
+  // Counting is much cheaper than moving, so most values are only compared with a few pivots, and
+  // those that are left between the last two are moved.
+  constexpr std::size_t worth_counting = 1024;
   bracket_t bracket;
-  if (values.size() > 1024) {
-    // Counting is much cheaper than moving. A search in a sorted sample finds the part to look in,
-    // a bisection halves it a few times.
-    std::array<float, 31> sample;
-    for (std::size_t i = 0; i < sample.size(); ++i) {
-      sample[i] = values[(i + 1) * (values.size() / (sample.size() + 1))];
+  if (values.size() > worth_counting) {
+    if (const auto hit = narrow_by_sample(values, rank, bracket)) {
+      return *hit;
     }
-    std::sort(sample.begin(), sample.end(), nan_last);
-    const auto numbers =
-        std::count_if(sample.begin(), sample.end(), [](float x) { return !std::isnan(x); });
-    const auto pivots = std::span(sample).first(static_cast<std::size_t>(numbers));
-    for (std::size_t first = 0, last = pivots.size(); first < last;) {
-      const std::size_t middle = (first + last) / 2;
-      const int order = bracket.narrow(values, rank, pivots[middle]);
-      if (order == 0) {
-        return pivots[middle];
-      }
-      (order < 0 ? last : first) = order < 0 ? middle : middle + 1;
-    }
-    for (int step = 0; step < 6 && bracket.low < bracket.high; ++step) {
-      const float middle = middle_float(bracket.low, bracket.high);
-      if (bracket.narrow(values, rank, middle) == 0) {
-        return middle;
-      }
+    if (const auto hit = narrow_by_halves(values, rank, bracket)) {
+      return *hit;
     }
   }
   const std::size_t count = copy_between(values, bracket.low, bracket.high, buffer);

@@ -62,42 +62,28 @@ ORN_KERNEL inline Value running_sums(Value x) {
   return x;
 }
 
-/// Angles are unwrapped by the block. Each is its raw angle less a whole number of turns times 2
-/// pi, and that number differs from its predecessor's by the rounded difference of the raw angles,
-/// -1, 0 or 1 turns. Only where the difference is within `margin` of half a turn could rounding
-/// decide otherwise: the multiples of 2 pi that the literal order subtracts are wrong by less than
-/// 2^-51 of themselves, which is below the margin for 2^38 turns. Such blocks are done literally.
+/// Unwraps angles by the block. Each phase is its raw angle less a whole number of turns times 2 pi,
+/// and that number differs from its predecessor's by the rounded difference of the raw angles, -1, 0
+/// or 1 turns. Only where the difference is within `margin` of half a turn could rounding decide
+/// otherwise: the multiples of 2 pi that the literal order subtracts are wrong by less than 2^-51 of
+/// themselves, which is below the margin for 2^38 turns. Such blocks, and the first, are done
+/// literally. Between blocks `turns_` are those of the last angle and `last_phase_` is its phase.
 class unwrapper_t {
  public:
   /// Unwraps the next block of raw angles, at most block_length, into `phase`. angle[-1] is the
   /// last one of the block before.
   template <class On>
   ORN_KERNEL void next(const float* angle, std::size_t count, double* phase) {
-    using value_t = simd::vector_t<std::int32_t, On>;
-    constexpr std::size_t width = simd::width_of<value_t, std::int32_t>;
-    alignas(64) block_t<std::int32_t> step{};
-    int unsure = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-      const float difference = angle[i] - angle[static_cast<std::ptrdiff_t>(i) - 1];
-      const bool up = difference > half_turn;
-      const bool down = difference < -half_turn;
-      step[i] = static_cast<std::int32_t>(up) - static_cast<std::int32_t>(down);
-      unsure |= static_cast<int>(!(std::fabs(std::fabs(difference) - half_turn) > margin));
-    }
-    if (unsure != 0 || first_) {
-      literally(angle, count, phase);
+    alignas(64) block_t<std::int32_t> turns{};
+    if (first_ || !count_turns(angle, count, turns)) {
+      unwrap_literally(angle, count, phase);
       return;
     }
-    std::int32_t turns = 0;
-    for (std::size_t i = 0; i < block_length; i += width) {
-      const value_t sums = running_sums(simd::load<value_t>(&step[i])) + turns;
-      simd::store(sums, &step[i]);
-      turns = sums[width - 1];
-    }
+    const std::int32_t total = add_up<On>(turns);
     for (std::size_t i = 0; i < count; ++i) {
-      phase[i] = static_cast<double>(angle[i]) - (turns_ + static_cast<double>(step[i])) * two_pi;
+      phase[i] = static_cast<double>(angle[i]) - (turns_ + static_cast<double>(turns[i])) * two_pi;
     }
-    turns_ += static_cast<double>(turns);
+    turns_ += static_cast<double>(total);
     last_phase_ = phase[count - 1];
   }
 
@@ -105,7 +91,35 @@ class unwrapper_t {
   static constexpr float half_turn = 3.14159274F;
   static constexpr float margin = 1e-3F;
 
-  void literally(const float* angle, std::size_t count, double* phase) {
+  /// Turns between each angle and the one before; false when rounding could decide one of them.
+  ORN_KERNEL static bool count_turns(const float* angle, std::size_t count,
+                                     block_t<std::int32_t>& turns) {
+    int unsure = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+      const float difference = angle[i] - angle[static_cast<std::ptrdiff_t>(i) - 1];
+      const bool up = difference > half_turn;
+      const bool down = difference < -half_turn;
+      turns[i] = static_cast<std::int32_t>(up) - static_cast<std::int32_t>(down);
+      unsure |= static_cast<int>(!(std::fabs(std::fabs(difference) - half_turn) > margin));
+    }
+    return unsure == 0;
+  }
+
+  /// Makes each element the sum of all up to it, and returns the last.
+  template <class On>
+  ORN_KERNEL static std::int32_t add_up(block_t<std::int32_t>& turns) {
+    using value_t = simd::vector_t<std::int32_t, On>;
+    constexpr std::size_t width = simd::width_of<value_t, std::int32_t>;
+    std::int32_t total = 0;
+    for (std::size_t i = 0; i < block_length; i += width) {
+      const value_t sums = running_sums(simd::load<value_t>(&turns[i])) + total;
+      simd::store(sums, &turns[i]);
+      total = sums[width - 1];
+    }
+    return total;
+  }
+
+  void unwrap_literally(const float* angle, std::size_t count, double* phase) {
     for (std::size_t i = 0; i < count; ++i) {
       phase[i] = angle[i];
       turns_ = 0.0;
@@ -121,8 +135,46 @@ class unwrapper_t {
 
   bool first_ = true;
   double last_phase_ = 0.0;
-  double turns_ = 0.0;  ///< of the last angle
+  double turns_ = 0.0;
 };
+
+/// Angles and phases of a run of samples, which goes through each step as a whole: a load that
+/// overlaps the last few stores would wait for them to reach the cache. In front lie the last angle
+/// and the last two phases of the run before.
+struct run_t {
+  static constexpr std::size_t length = 16 * block_length;
+
+  ORN_KERNEL float* angles() { return &angle_[1]; }
+  ORN_KERNEL double* phases() { return &phase_[2]; }
+
+  ORN_KERNEL void keep_last(std::size_t count) {
+    angle_[0] = angle_[count];
+    phase_[0] = phase_[count];
+    phase_[1] = phase_[count + 1];
+  }
+
+ private:
+  alignas(64) std::array<float, 1 + length> angle_{};
+  alignas(64) std::array<double, 2 + length> phase_{};
+};
+
+/// Gradients that the run of `count` phases from sample `first` on completes, times `scale`: that of
+/// a sample when its successor is there, the last one with the last sample.
+ORN_KERNEL inline void write_gradients(const double* phase, std::size_t first, std::size_t count,
+                                       double scale, std::span<double> gradient) {
+  double* const before = gradient.data() + first - 1;
+  for (std::size_t i = first == 0 ? 2 : 0; i < count; ++i) {
+    const auto here = static_cast<std::ptrdiff_t>(i);
+    before[i] = ((phase[here] - phase[here - 2]) * 0.5) * scale;
+  }
+  if (first == 0) {
+    gradient.front() = count > 1 ? (phase[1] - phase[0]) * scale : 0.0;
+  }
+  if (first + count == gradient.size() && gradient.size() > 1) {
+    const auto last = static_cast<std::ptrdiff_t>(count) - 1;
+    gradient.back() = (phase[last] - phase[last - 1]) * scale;
+  }
+}
 
 }  // namespace
 
@@ -153,37 +205,23 @@ void instantaneous_frequency(std::span<const sample_t> samples, float fs,
                              std::span<double> frequency, std::span<double> phase) noexcept {
   const double scale = double{fs} / two_pi;
   dispatch([=](auto on) ORN_KERNEL {
-    // A run goes through each step as a whole: a load that overlaps the last few stores would wait
-    // for them to reach the cache.
-    constexpr std::size_t run = 16 * block_length;
-    alignas(64) std::array<float, 1 + run> angle{};  // after the last one of the run before
-    alignas(64) std::array<double, 2 + run> held{};  // phases, after the last two
+    run_t run;
     unwrapper_t unwrapper;
-    for (std::size_t first = 0; first < samples.size(); first += run) {
-      const std::size_t count = std::min(run, samples.size() - first);
-      const sample_t* const z = &samples[first];
-      for_each_block(count, [&](std::size_t at, std::size_t block_count)
-                                ORN_KERNEL { find_angles(z + at, block_count, &angle[1 + at]); });
-      for_each_block(count, [&](std::size_t at, std::size_t block_count) ORN_KERNEL {
-        unwrapper.next<decltype(on)>(&angle[1 + at], block_count, &held[2 + at]);
+    for (std::size_t first = 0; first < samples.size(); first += run_t::length) {
+      const std::size_t count = std::min(run_t::length, samples.size() - first);
+      float* const angles = run.angles();
+      double* const phases = run.phases();
+      for_each_block(count, [=](std::size_t at, std::size_t block_count) ORN_KERNEL {
+        find_angles(&samples[first + at], block_count, angles + at);
+      });
+      for_each_block(count, [=, &unwrapper](std::size_t at, std::size_t block_count) ORN_KERNEL {
+        unwrapper.next<decltype(on)>(angles + at, block_count, phases + at);
       });
       if (!phase.empty()) {
-        std::copy_n(held.begin() + 2, count, &phase[first]);
+        std::copy_n(phases, count, &phase[first]);
       }
-      // Sample i of the run completes the gradient of the one before.
-      double* const out = frequency.data() + first;
-      for (std::size_t i = first == 0 ? 2 : 0; i < count; ++i) {
-        out[static_cast<std::ptrdiff_t>(i) - 1] = ((held[i + 2] - held[i]) * 0.5) * scale;
-      }
-      if (first == 0) {
-        frequency[0] = count > 1 ? (held[3] - held[2]) * scale : 0.0;
-      }
-      if (first + count == samples.size() && samples.size() > 1) {
-        frequency[samples.size() - 1] = (held[count + 1] - held[count]) * scale;
-      }
-      angle[0] = angle[count];
-      held[0] = held[count];
-      held[1] = held[count + 1];
+      write_gradients(phases, first, count, scale, frequency);
+      run.keep_last(count);
     }
   });
 }

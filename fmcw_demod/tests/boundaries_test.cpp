@@ -115,7 +115,7 @@ TEST(MergeSwitching, MergesWhatIsCloserThanAnEighthOfTheMeanGap) {
   const merge_case_t cases[] = {
       {"empty", {}, {}},
       {"single", {7}, {7}},
-      {"pairs of the documented example", {100, 101, 200, 201, 300, 301}, {101, 201, 301}},
+      {"pairs", {100, 101, 200, 201, 300, 301}, {101, 201, 301}},
       // Mean gap 80, distance 10: exactly 10 apart stays, 9 apart merges.
       {"exactly the distance apart", {0, 10, 160}, {0, 10, 160}},
       {"one less", {0, 9, 160}, {5, 160}},

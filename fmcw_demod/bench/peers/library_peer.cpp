@@ -24,11 +24,11 @@
 ///   analysis       a whole analysis through the handle interface into a fresh result record; after
 ///                  the time, what it found: chirps, slope of the first one [kHz/us]
 ///   reused         the same into one record that it keeps
+///   figures        the same without a spectrogram, whose window is longer than the capture
 ///   stft LENGTH    the configurable spectrogram at half overlap
 ///   power COUNT    channel power of the first COUNT samples, the capture repeating
 ///   memory         instead of a time: peak memory of an analysis besides input and result
-///   [B/sample];
-///                  to be asked first
+///                  [B/sample]; to be asked first
 ///   check          instead of a time: what an analysis finds
 namespace orn::fmcw_demod_lib {
 namespace {
@@ -80,8 +80,16 @@ class host_t {
     config_.fs = static_cast<double>(signal_.fs);
     create_fmcw_analyzer(&analyzer_, nullptr);
     config_fmcw_analyzer(analyzer_, signal_, &config_, nullptr);
+    fmcw_demod_config_t without_spectrogram = config_;
+    without_spectrogram.advanced.window.window_length =
+        static_cast<std::uint32_t>(signal_.samples.size()) + 1;
+    create_fmcw_analyzer(&figures_analyzer_, nullptr);
+    config_fmcw_analyzer(figures_analyzer_, signal_, &without_spectrogram, nullptr);
   }
-  ~host_t() { destroy_fmcw_analyzer(&analyzer_); }
+  ~host_t() {
+    destroy_fmcw_analyzer(&analyzer_);
+    destroy_fmcw_analyzer(&figures_analyzer_);
+  }
   host_t(const host_t&) = delete;
   host_t& operator=(const host_t&) = delete;
 
@@ -94,20 +102,23 @@ class host_t {
     text.precision(9);
     if (job == "analysis") {
       fmcw_measure_result_t result;
-      text << time_of([&] { analyse(result); }) << ' ' << found_in(result);
+      text << time_of([&] { analyse(analyzer_, result); }) << ' ' << found_in(result);
     } else if (job == "reused") {
-      text << time_of([&] { analyse(kept_); }) << ' ' << found_in(kept_);
+      text << time_of([&] { analyse(analyzer_, kept_); }) << ' ' << found_in(kept_);
+    } else if (job == "figures") {
+      text << time_of([&] { analyse(figures_analyzer_, kept_figures_); }) << ' '
+           << found_in(kept_figures_);
     } else if (job == "stft") {
       text << spectrogram_time(static_cast<std::uint32_t>(size));
     } else if (job == "power") {
       text << channel_power_time(size);
     } else if (job == "memory") {
       const double before = resident_peak();
-      analyse(kept_);
+      analyse(analyzer_, kept_);
       text << (resident_peak() - before - size_of(kept_)) /
                   static_cast<double>(signal_.samples.size());
     } else if (job == "check") {
-      analyse(kept_);
+      analyse(analyzer_, kept_);
       text << found_in(kept_);
     } else {
       text << "unknown job: " << line;
@@ -116,8 +127,8 @@ class host_t {
   }
 
  private:
-  void analyse(fmcw_measure_result_t& result) {
-    if (work_fmcw_analyzer(analyzer_, signal_, &result, nullptr) != 0) {
+  void analyse(void* analyzer, fmcw_measure_result_t& result) {
+    if (work_fmcw_analyzer(analyzer, signal_, &result, nullptr) != 0) {
       std::fputs("the analysis failed\n", stderr);
       std::exit(1);
     }
@@ -151,7 +162,9 @@ class host_t {
   SignalStream signal_;
   fmcw_demod_config_t config_;
   void* analyzer_ = nullptr;
+  void* figures_analyzer_ = nullptr;
   fmcw_measure_result_t kept_;
+  fmcw_measure_result_t kept_figures_;
 };
 
 std::vector<sample_t> samples_in(const char* path) {

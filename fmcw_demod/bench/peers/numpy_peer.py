@@ -5,6 +5,7 @@ usage: numpy_peer.py CAPTURE.cf32 FS
 
 Answers each line on standard input with the processor time [s] that its job took, on one line:
   analysis strided|chunked|scipy   a whole analysis; the word says how its spectrogram is made
+  analysis figures                 the same without a spectrogram
   stft LENGTH                      scipy.signal.stft at half overlap, and levels
   transform LENGTH                 scipy.signal.stft alone
   power COUNT                      scipy.fft.fft of the first COUNT samples, and channel powers
@@ -116,7 +117,7 @@ def measure(start, stop, freq, slope, smooth, time_axis, samples, fs):
 
 def analyse(samples, fs, method):
     count = len(samples)
-    picture = spectrogram(samples, fs, method)
+    picture = None if method == "figures" else spectrogram(samples, fs, method)
     time_axis = (np.arange(count) / fs).astype(np.float32)
     power = 10 * np.log10(np.abs(samples) ** 2 / OHMS * np.float32(1000) + TINY)
     phase = np.unwrap(np.angle(samples).astype(np.float64))

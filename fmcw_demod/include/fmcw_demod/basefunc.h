@@ -9,7 +9,7 @@
 /// the precision of every operation are part of the interface; sums run in index order.
 ///
 /// Every function may throw std::bad_alloc; none has another failure. Empty inputs give empty
-/// results.
+/// results. Outputs must not be the inputs unless a description allows it.
 namespace orn::fmcw_demod_lib::basefunc {
 
 /// True when any value is a NaN.
@@ -72,9 +72,8 @@ FMCW_DEMOD_EXPORT void mm_unwrap(std::vector<double>& input, std::vector<double>
 ///
 /// signal     N samples; none: the outputs stay as they were
 /// freq       replaced by N bin frequencies [Hz], ascending from about -fs / 2
-/// power_db   replaced by N bin powers 10 log10((|X| / N)^2 / impedance * 1000) [dBm], -infinity
-/// for
-///            an empty bin
+/// power_db   replaced by N bin powers 10 log10((|X| / N)^2 / impedance * 1000) [dBm],
+///            -infinity for an empty bin
 /// fs         sample rate [Hz]
 /// impedance  reference [ohm]; 0 or less: powers are not divided
 ///

@@ -17,7 +17,8 @@ namespace orn::fmcw_demod_lib {
 ///
 /// `analyze` is the whole road; the other operations are its steps, in the order of the data. Steps
 /// fail by throwing std::bad_alloc only. Indices inside a frame are 32-bit signed and count from
-/// the frame's first sample; intervals include both ends.
+/// the frame's first sample, so a frame above 2^31 - 1 samples has no chirps; intervals include both
+/// ends. Outputs must neither be inputs nor each other.
 class FMCW_DEMOD_EXPORT FMCWAnalyze {
  public:
   /// Engine on `parameters`, which it holds by reference.
@@ -28,7 +29,9 @@ class FMCW_DEMOD_EXPORT FMCWAnalyze {
   /// signal  the capture; `fs` is not read, the record's sample rate counts
   /// result  filled; reset when the plan is empty or reaches past the capture
   ///
-  /// Logs progress. An exception leaves what was stored up to that point.
+  /// Times are in single precision, good to 1 us only up to 10 s; intervals are sample numbers and
+  /// stay exact. Logs progress. An exception leaves what was stored up to that point; traces over the
+  /// whole capture may be gone.
   void analyze(const SignalStream& signal, fmcw_measure_result_t& result);
 
   /// Spectrogram [dB] of Hamming-windowed segments, unnormalised: 20 log10(|X| + 1e-12).
@@ -38,7 +41,8 @@ class FMCW_DEMOD_EXPORT FMCWAnalyze {
   /// result  `spectrogram_wincfg` gets floor((N - L) / (L - O)) rows of L levels, negative
   ///         frequencies first, `spectrogram_freq_axis_wincfg` [Hz] and
   ///         `spectrogram_time_axis_wincfg` (segment centres [s]) go with it; all three are emptied
-  ///         when there is no row or O >= L
+  ///         when there is no row or O >= L. Twice a centre is counted in 32 bits: times begin anew
+  ///         after 2^31 samples.
   void compute_stft_wincfg(const std::vector<sample_t>& signal, float fs,
                            const fmcw_window_config_t& window, fmcw_measure_result_t& result) const;
 
@@ -56,7 +60,7 @@ class FMCW_DEMOD_EXPORT FMCWAnalyze {
   ///
   /// freq          replaced by the bin frequencies [Hz], negative first
   /// magnitude_db  replaced by the levels 20 log10(|X| + 1e-12), X Hamming-windowed and
-  /// unnormalised
+  ///               unnormalised
   ///
   /// Without samples both stay as they were.
   void compute_psd(const std::vector<sample_t>& signal, float fs, std::vector<float>& freq,

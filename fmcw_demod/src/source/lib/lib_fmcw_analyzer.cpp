@@ -40,17 +40,20 @@ void analyze(const FMCWConfig& parameters, const SignalStream& signal,
   FMCW_LOG(progress, "Step 0: compute_stft_wincfg start");
   compute_stft_wincfg(samples, fs, analysis.settings.advanced.window, result);
 
+  // Into the storage of an earlier analysis, if there was one.
   capture_traces_t& traces = analysis.traces;
-  memory::resize_large(traces.time, samples.size());
-  memory::resize_large(traces.power, samples.size());
+  traces.time = std::move(result.time_axis);
+  traces.power = std::move(result.instantaneous_power);
+  std::vector<float> smooth_frequency = std::move(result.instantaneous_freq);
+  for (auto* const trace : {&traces.time, &traces.power, &smooth_frequency}) {
+    memory::resize_large(*trace, samples.size());
+  }
   kernels::time_axis(rate, traces.time);
   const double sum_of_squares = kernels::power_levels(samples, impedance, traces.power);
 
   FMCW_LOG(progress, "Step 1: compute_instantaneous_freq start");
   traces.frequency.resize(samples.size());
   kernels::instantaneous_frequency(samples, fs, traces.frequency, {});
-  std::vector<float> smooth_frequency;
-  memory::resize_large(smooth_frequency, samples.size());
   const auto window = parameters.get_smoothing_window_double(frequency_smoothing);
   basefunc::convolve_same<double, float>(traces.frequency, window, smooth_frequency);
 

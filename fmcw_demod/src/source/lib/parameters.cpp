@@ -1,4 +1,5 @@
 #include "basefunc/kernels.h"
+#include "conditioning.h"
 #include "truncation.h"
 
 #include <fmcw_demod/basefunc.h>
@@ -89,8 +90,8 @@ fmcw_analysis_range_t plan_frames(const fmcw_demod_config_t& config, std::uint64
 
 FMCWConfig::FMCWConfig(const fmcw_demod_config_t& settings, std::vector<sample_t>* signal, float fs)
     : config(settings),
-      triang_37(basefunc::generate_triang_window(37)),
-      triang_256(basefunc::generate_triang_window(256)) {
+      triang_37(basefunc::generate_triang_window(frequency_smoothing)),
+      triang_256(basefunc::generate_triang_window(slope_smoothing)) {
   config.impedance = 2.0 * settings.impedance;
   if (signal != nullptr && !signal->empty()) {
     analysis_range = plan_frames(settings, signal->size(), fs);
@@ -99,9 +100,9 @@ FMCWConfig::FMCWConfig(const fmcw_demod_config_t& settings, std::vector<sample_t
 
 std::vector<float> FMCWConfig::get_smoothing_window(int n) const {
   switch (n) {
-    case 37:
+    case frequency_smoothing:
       return triang_37;
-    case 256:
+    case slope_smoothing:
       return triang_256;
     default:
       return basefunc::generate_triang_window(n);

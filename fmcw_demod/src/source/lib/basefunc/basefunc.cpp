@@ -1,5 +1,6 @@
 #include "basefunc/convolution.h"
 #include "basefunc/kernels.h"
+#include "basefunc/kernels/trapezoid.h"
 #include "basefunc/line.h"
 
 #include <fmcw_demod/basefunc.h>
@@ -9,13 +10,10 @@
 #include <cstddef>
 #include <limits>
 #include <new>
-#include <numbers>
 #include <numeric>
 
 namespace orn::fmcw_demod_lib::basefunc {
 namespace {
-
-constexpr double two_pi = 2.0 * std::numbers::pi;
 
 /// Odd is the precision of odd-length values; even-length values are single precision throughout.
 template <class Odd>
@@ -69,11 +67,6 @@ std::vector<T> running_sum(std::size_t length, std::size_t count, Term term) {
   return sums;
 }
 
-/// Trapezoid of a frequency [Hz] between samples k - 1 and k, as a turn rate [rad/s].
-double mean_turn_rate(const std::vector<float>& frequency, std::size_t k) {
-  return static_cast<double>(frequency[k] + frequency[k - 1]) * 0.5 * two_pi;
-}
-
 template <class T>
 void unwrap_into(const std::vector<T>& input, std::vector<T>& output) {
   if (&input != &output) {
@@ -110,13 +103,15 @@ std::vector<double> conv_same_double(const std::vector<double>& signal,
 std::vector<double> cumtrapz_phase(const std::vector<float>& time,
                                    const std::vector<float>& frequency) {
   return running_sum<double>(time.size(), frequency.size(), [&](std::size_t k) {
-    return mean_turn_rate(frequency, k) * static_cast<double>(time[k] - time[k - 1]);
+    return kernels::mean_angular_rate(frequency[k - 1], frequency[k]) *
+           static_cast<double>(time[k] - time[k - 1]);
   });
 }
 
 std::vector<float> cumtrapz_phase(double sample_interval, const std::vector<float>& frequency) {
   return running_sum<float>(frequency.size(), frequency.size(), [&](std::size_t k) {
-    return static_cast<float>(mean_turn_rate(frequency, k) * sample_interval);
+    return static_cast<float>(kernels::mean_angular_rate(frequency[k - 1], frequency[k]) *
+                              sample_interval);
   });
 }
 

@@ -57,8 +57,8 @@ void spectral_levels(std::span<const float> re, std::span<const float> im,
                      std::span<float> out) noexcept;
 
 /// Power of each bin of a spectrum, (|X| / points)^2 / impedance, as level 10 log10(1000 power)
-/// [dBm] in single precision; an impedance of 0 or less does not divide. re, im  parts of the bins;
-/// out  as many elements
+/// [dBm] in single precision; an impedance of 0 or less does not divide.
+/// re, im  parts of the bins; out  as many elements
 ///
 /// Returns the sum of the powers, added in double in index order from `sum` on.
 double bin_powers(std::span<const float> re, std::span<const float> im, float points,
@@ -70,8 +70,9 @@ void phase_angles(std::span<const sample_t> samples, std::span<float> out) noexc
 
 /// Instantaneous frequency [Hz] from the angle of each sample, unwrapped as basefunc::mm_unwrap
 /// does, its gradient times fs / 2 pi: central inside and one-sided at both ends, 0 for a single
-/// sample. frequency  one element per sample phase      one element per sample, or none: the
-/// unwrapped angle [rad]
+/// sample.
+/// frequency  one element per sample
+/// phase      one element per sample, or none: the unwrapped angle [rad]
 void instantaneous_frequency(std::span<const sample_t> samples, float fs,
                              std::span<double> frequency, std::span<double> phase) noexcept;
 
@@ -107,8 +108,8 @@ struct line_sums_t {
 line_sums_t line_sums(std::span<const float> x, std::span<const float> y) noexcept;
 
 /// What the line through a chirp's frequency and its power come from, in one pass: the sums over
-/// its time [s] and its frequency [Hz] rounded to float, and the squares of its samples. time,
-/// freq, samples  as many elements each
+/// its time [s] and its frequency [Hz] rounded to float, and the squares of its samples.
+/// time, freq, samples  as many elements each
 struct chirp_sums_t {
   line_sums_t line;
   squares_t squares;
@@ -145,8 +146,8 @@ struct deviation_traces_t {
 
 /// Deviations of a chirp from its line. Frequency and line are integrated by trapezoids from 0:
 /// with T = float at the fixed interval dt [s], as basefunc::cumtrapz_phase(dt, ...) does; with T =
-/// double over the time stamps, as basefunc::cumtrapz_phase(time, ...) does. time [s], freq [Hz] as
-/// many elements each, at least one
+/// double over the time stamps, as basefunc::cumtrapz_phase(time, ...) does.
+/// time [s], freq [Hz]  as many elements each, at least one
 template <class T>
 deviations_t<T> deviations(std::span<const float> time, std::span<const double> freq,
                            const line_t& line, double dt,

@@ -12,7 +12,6 @@
 #include <bit>
 #include <cstddef>
 #include <limits>
-#include <numbers>
 
 /// What kernels share that work on traces by the block.
 namespace orn::fmcw_demod_lib::kernels {
@@ -94,11 +93,5 @@ ORN_KERNEL inline squares_t squares_of(double sum, const extremes_t<float, On>& 
 }
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
-
-/// Trapezoid of frequency [Hz] as a turn rate [rad/s], (before + after) / 2 times 2 pi: halving and
-/// doubling round nothing.
-ORN_KERNEL inline double mean_turn_rate(float before, float after) {
-  return static_cast<double>(after + before) * std::numbers::pi;
-}
 
 }  // namespace orn::fmcw_demod_lib::kernels

@@ -1,5 +1,6 @@
 #include "basefunc/kernels.h"
 #include "basefunc/kernels/blocks.h"
+#include "basefunc/kernels/trapezoid.h"
 
 #include <simd/dispatch.h>
 
@@ -68,12 +69,12 @@ namespace {
 
 ORN_KERNEL inline float phase_step(float before, float after, double dt, float /*time_step*/,
                                    float /*precision*/) {
-  return static_cast<float>(mean_turn_rate(before, after) * dt);
+  return static_cast<float>(mean_angular_rate(before, after) * dt);
 }
 
 ORN_KERNEL inline double phase_step(float before, float after, double /*dt*/, float time_step,
                                     double /*precision*/) {
-  return mean_turn_rate(before, after) * static_cast<double>(time_step);
+  return mean_angular_rate(before, after) * static_cast<double>(time_step);
 }
 
 /// A block of a chirp beside its line. T is the precision of phases.

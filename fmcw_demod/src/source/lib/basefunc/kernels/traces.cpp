@@ -1,6 +1,7 @@
 #include "basefunc/kernels.h"
 #include "basefunc/kernels/arctangent.h"
 #include "basefunc/kernels/blocks.h"
+#include "basefunc/kernels/trapezoid.h"
 
 #include <simd/dispatch.h>
 #include <simd/vector.h>
@@ -257,7 +258,7 @@ void integrate_phase(std::span<const float> time, std::span<const float> freq,
       float* const out = &phase[first + 1];
       alignas(64) block_t<double> term;
       for (std::size_t i = 0; i < count; ++i) {
-        term[i] = mean_turn_rate(f[i], f[i + 1]) * static_cast<double>(t[i + 1] - t[i]);
+        term[i] = mean_angular_rate(f[i], f[i + 1]) * static_cast<double>(t[i + 1] - t[i]);
       }
       for (std::size_t i = 0; i < count; ++i) {
         running += term[i];

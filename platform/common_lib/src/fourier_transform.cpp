@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include <float_environment/default_environment.h>
+
 namespace orn::common_lib {
 
 void lib_fourier_transform_t::deal_fft(std::vector<std::complex<float>>& data, unsigned size) {
@@ -12,7 +14,7 @@ void lib_fourier_transform_t::deal_fft(std::vector<std::complex<float>>& data, u
     data.resize(size);
   }
   if (!data.empty()) {
-    dft_t(data.size()).forward(data);
+    float_environment::in_default_environment([&] { dft_t(data.size()).forward(data); });
   }
 }
 

@@ -3,7 +3,11 @@
 #include <exception>
 #include <utility>
 
+#include <float_environment/default_environment.h>
+
 namespace orn::fmcw_demod_lib {
+
+using float_environment::in_default_environment;
 
 FMCWAnalyzer::FMCWAnalyzer() : record_(std::make_unique<fmcw_demod_config_t>()) {
   record_->chirp_set = fmcw_chirp_set_t::automatic;
@@ -16,7 +20,7 @@ int FMCWAnalyzer::config(const void* config, std::vector<std::complex<float>>* s
     return -1;
   }
   const auto& record = *static_cast<const fmcw_demod_config_t*>(config);
-  if (engine_ && record == *record_) {
+  if (engine_ && in_default_environment([&] { return record == *record_; })) {
     return 0;
   }
   if (&record != record_.get()) {
@@ -38,7 +42,8 @@ int FMCWAnalyzer::work_analyze(const SignalStream& signal, void* result) {
     return -2;
   }
   try {
-    engine_->analyze(signal, *static_cast<fmcw_measure_result_t*>(result));
+    in_default_environment(
+        [&] { engine_->analyze(signal, *static_cast<fmcw_measure_result_t*>(result)); });
   } catch (const std::exception&) {
     return -3;
   }

@@ -12,7 +12,6 @@ target_compile_options(
             -Wpedantic
             -Wconversion
             -Wshadow
-            -Werror
             -ffp-contract=off
             "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/="
             -Wno-psabi

@@ -1,5 +1,6 @@
 #include "digest.h"
 #include "generated.h"
+#include "host_environment.h"
 
 #include <fmcw_demod/fmcw_demod.h>
 #include <simd/dispatch.h>
@@ -22,13 +23,28 @@
 /// machine and every instruction set must give.
 ///
 /// usage: fmcw_demod_digests        write the list of digests
-///        fmcw_demod_digests LIST   hold the digests of each instruction set against a list
+///        fmcw_demod_digests LIST   hold the digests of each instruction set, and of each
+///                                  floating-point environment that a host may be in, against a list
 namespace orn::fmcw_demod_lib {
 namespace {
 
 using generated::filled;
 using generated::random_t;
 using generated::sawtooth;
+
+/// What the host's thread is in when it calls the library; null: what a program starts in.
+const host_environment_t* environment = nullptr;
+std::size_t environments_changed = 0;
+
+/// Calls the library as a host does.
+template <class Call>
+void as_host(const Call& call) {
+  if (environment == nullptr) {
+    call();
+  } else if (!survives(*environment, call)) {
+    ++environments_changed;
+  }
+}
 
 /// Something to take the digest of.
 struct case_t {
@@ -46,7 +62,8 @@ std::function<void(digest_t&)> one_shot(const std::function<std::vector<sample_t
       adjust(config);
     }
     fmcw_measure_result_t result;
-    DLL_fmcw_analysis(&config, SignalStream{samples(), 125e6F}, &result, nullptr);
+    const SignalStream signal{samples(), 125e6F};
+    as_host([&] { DLL_fmcw_analysis(&config, signal, &result, nullptr); });
     digest.add(result);
   };
 }
@@ -218,43 +235,47 @@ void add_steps(const fmcw_demod_config_t& config, const std::vector<sample_t>& s
                digest_t& digest) {
   const FMCWConfig parameters(config, nullptr, 0.0F);
   const FMCWAnalyze engine(parameters);
-  std::vector<double> freq;
-  std::vector<double> phase;
-  engine.compute_instantaneous_freq(samples, 125e6F, freq, phase);
-  std::vector<float> single(freq.begin(), freq.end());
-  std::vector<float> simple;
-  FMCWConfig::compute_instantaneous_freq_simple(samples, 125e6F, simple);
-  std::vector<float> slope_raw;
-  std::vector<float> slope_smooth;
-  const std::vector<int> boundaries =
-      engine.detect_chirp_boundaries(freq, slope_raw, slope_smooth, 1.0 / 125e6);
-  for (const int boundary : boundaries) {
-    digest.add(static_cast<std::uint32_t>(boundary));
-  }
-  for (const auto* trace : {&single, &simple, &slope_raw, &slope_smooth}) {
-    digest.add(*trace);
-  }
-  digest.add(phase);
-  digest.add(engine.get_slope_threshold(slope_raw));
-  digest.add(engine.compute_power_dbm(samples, 75.0F));
-  engine.smooth_with_triang(freq, 24);
-  engine.smooth_with_triang(single, 5);
-  digest.add(freq);
-  digest.add(single);
   std::vector<float> time(samples.size());
   for (std::size_t i = 0; i < time.size(); ++i) {
     time[i] = static_cast<float>(i) * 8e-9F;
   }
-  digest.add(basefunc::cumtrapz(time, single));
-  digest.add(basefunc::cumtrapz_phase(time, single));
-  digest.add(basefunc::cumtrapz_phase(8e-9, single));
-  digest.add(basefunc::polyfit_1(time, single));
-  digest.add(basefunc::conv_same(single, basefunc::generate_triang_window(13)));
   const int last = static_cast<int>(samples.size()) - 1;
+  std::vector<double> freq;
+  std::vector<double> phase;
+  std::vector<float> single;
+  std::vector<float> slope_raw;
+  std::vector<float> slope_smooth;
+  std::vector<int> boundaries;
+  std::array<double, 2> numbers{};
+  std::vector<std::vector<float>> floats;
+  std::vector<std::vector<double>> doubles;
   fmcw_chirp_result_t chirp;
   fmcw_measure_result_t result;
-  engine.extract_chirp_parameters(freq, time, slope_raw, last / 8, last - last / 8, last / 10,
-                                  last - last / 10, {}, samples, chirp, result, true);
+  as_host([&] {
+    engine.compute_instantaneous_freq(samples, 125e6F, freq, phase);
+    FMCWConfig::compute_instantaneous_freq_simple(samples, 125e6F, single);
+    boundaries = engine.detect_chirp_boundaries(freq, slope_raw, slope_smooth, 1.0 / 125e6);
+    numbers = {engine.get_slope_threshold(slope_raw), engine.compute_power_dbm(samples, 75.0F)};
+    engine.smooth_with_triang(freq, 24);
+    doubles = {basefunc::cumtrapz(time, single), basefunc::cumtrapz_phase(time, single)};
+    floats = {basefunc::cumtrapz_phase(8e-9, single), basefunc::polyfit_1(time, single),
+              basefunc::conv_same(single, basefunc::generate_triang_window(13))};
+    engine.smooth_with_triang(single, 5);
+    engine.extract_chirp_parameters(freq, time, slope_raw, last / 8, last - last / 8, last / 10,
+                                    last - last / 10, {}, samples, chirp, result, true);
+  });
+  for (const int boundary : boundaries) {
+    digest.add(static_cast<std::uint32_t>(boundary));
+  }
+  digest.add(numbers[0]);
+  digest.add(numbers[1]);
+  digest.add(slope_raw);
+  digest.add(slope_smooth);
+  digest.add(freq);
+  digest.add(phase);
+  digest.add(single);
+  digest.add(floats);
+  digest.add(doubles);
   digest.add(chirp);
   digest.add(result);
 }
@@ -273,10 +294,14 @@ void add_generated(std::vector<case_t>& cases, std::size_t total) {
                          if (frames_planned(config, stream) > 1000) {
                            config.advanced.time_gate_len = 9e-4;
                          }
-                         digest.add(static_cast<std::uint32_t>(
-                             config_fmcw_analyzer(handle, stream, &config, nullptr)));
-                         digest.add(static_cast<std::uint32_t>(
-                             work_fmcw_analyzer(handle, stream, &result, nullptr)));
+                         int configured = 1;
+                         int analysed = 1;
+                         as_host([&] {
+                           configured = config_fmcw_analyzer(handle, stream, &config, nullptr);
+                           analysed = work_fmcw_analyzer(handle, stream, &result, nullptr);
+                         });
+                         digest.add(static_cast<std::uint32_t>(configured));
+                         digest.add(static_cast<std::uint32_t>(analysed));
                          digest.add(result);
                          add_steps(config, stream.samples, digest);
                        }
@@ -294,7 +319,7 @@ void add_text(std::vector<case_t>& cases) {
                                        SignalStream{sawtooth(60'000, 1500, 100, 0), 125e6F},
                                        &result, nullptr);
                      std::ostringstream out;
-                     out << result;
+                     as_host([&] { out << result; });
                      for (const char c : out.str()) {
                        digest.add(static_cast<std::uint8_t>(c));
                      }
@@ -325,9 +350,11 @@ void write_list() {
   }
 }
 
+using list_t = std::vector<std::pair<std::string, std::uint64_t>>;
+
 /// Name and digest of each line of a list; empty when the file cannot be read.
-std::vector<std::pair<std::string, std::uint64_t>> read_list(const char* path) {
-  std::vector<std::pair<std::string, std::uint64_t>> list;
+list_t read_list(const char* path) {
+  list_t list;
   std::ifstream file(path);
   std::string digest;
   for (std::string name; file >> digest && std::getline(file >> std::ws, name);) {
@@ -336,8 +363,22 @@ std::vector<std::pair<std::string, std::uint64_t>> read_list(const char* path) {
   return list;
 }
 
+/// Number of cases whose digest is not that of the list.
+std::size_t count_wrong(const list_t& list, const char* where) {
+  std::size_t wrong = 0;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const case_t& one = all_cases()[i];
+    if (list[i].first != one.name || list[i].second != digest_of(one)) {
+      std::fprintf(stderr, "%s: %s differs from the list\n", where, one.name.c_str());
+      ++wrong;
+    }
+  }
+  std::printf("%s: %zu digests, %zu wrong\n", where, list.size(), wrong);
+  return wrong;
+}
+
 bool holds(const char* path) {
-  const auto list = read_list(path);
+  const list_t list = read_list(path);
   if (list.size() != all_cases().size()) {
     std::fprintf(stderr, "%s: has %zu digests; expected %zu\n", path, list.size(),
                  all_cases().size());
@@ -346,17 +387,17 @@ bool holds(const char* path) {
   std::size_t wrong = 0;
   for (const simd::target_t target : simd::supported_targets()) {
     simd::limit_target(target);
-    for (std::size_t i = 0; i < list.size(); ++i) {
-      const case_t& one = all_cases()[i];
-      if (list[i].first != one.name || list[i].second != digest_of(one)) {
-        std::fprintf(stderr, "%s: %s differs from the list\n", simd::name_of(target),
-                     one.name.c_str());
-        ++wrong;
-      }
-    }
-    std::printf("%s: %zu digests\n", simd::name_of(target), list.size());
+    wrong += count_wrong(list, simd::name_of(target));
   }
-  return wrong == 0;
+  for (const host_environment_t& host : host_environments()) {
+    environment = &host;
+    wrong += count_wrong(list, host.name);
+  }
+  if (environments_changed != 0) {
+    std::fprintf(stderr, "%zu calls left another floating-point environment\n",
+                 environments_changed);
+  }
+  return wrong == 0 && environments_changed == 0;
 }
 
 }  // namespace

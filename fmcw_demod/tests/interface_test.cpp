@@ -1,3 +1,4 @@
+#include "common/log.h"
 #include "synthetic.h"
 
 #include <common_log/logger_system.h>
@@ -299,16 +300,14 @@ TEST(OneShot, RunsInFourThreadsAtOnce) {
   EXPECT_EQ(starts.size(), 20U) << "every run has an ID of its own";
 }
 
-/// What one run with this sink puts on the standard error stream, a string per line.
-std::vector<std::string> stderr_lines(const common_log::logger_system_t::sink_t& sink) {
+/// What `act` puts on the standard error stream while this sink is set, a string per line.
+std::vector<std::string> stderr_lines(const common_log::logger_system_t::sink_t& sink,
+                                      const std::function<void()>& act) {
   auto& logger = common_log::logger_system_t::get_instance();
-  const auto config = sawtooth.config();
-  fmcw_measure_result_t result;
   testing::internal::CaptureStderr();
   logger.set_sink(sink);
-  EXPECT_EQ(DLL_fmcw_analysis(&config, sawtooth.stream(), &result, nullptr), 0);
+  act();
   logger.set_sink({});
-  EXPECT_EQ(result.chirp_total, 4U);
   std::vector<std::string> lines;
   std::istringstream text(testing::internal::GetCapturedStderr());
   for (std::string line; std::getline(text, line);) {
@@ -317,25 +316,46 @@ std::vector<std::string> stderr_lines(const common_log::logger_system_t::sink_t&
   return lines;
 }
 
+void run_once() {
+  const auto config = sawtooth.config();
+  fmcw_measure_result_t result;
+  EXPECT_EQ(DLL_fmcw_analysis(&config, sawtooth.stream(), &result, nullptr), 0);
+  EXPECT_EQ(result.chirp_total, 4U);
+}
+
+TEST(Logging, FormatsOnlyWhatASinkReceives) {
+  int entries = 0;
+  const auto count = [&](const auto& /*entry*/) { ++entries; };
+  const auto lacks_an_argument = [] { FMCW_LOG(common_log::log_level_t::progress, "{} of {}", 1); };
+  EXPECT_THAT(stderr_lines(count, lacks_an_argument),
+              ElementsAre(testing::HasSubstr("] Log format error: ")));
+  EXPECT_EQ(entries, 0);
+  EXPECT_THAT(stderr_lines({}, lacks_an_argument), IsEmpty());
+}
+
 TEST(Logging, SurvivesASinkThatThrows) {
   std::vector<std::string> places;
   const auto remember = [&](const common_log::log_entry_t& entry) {
     places.push_back(fmt::format("[{}:{}] ", entry.file, entry.line));
   };
-  const auto format_errors = stderr_lines([&](const auto& entry) {
-    remember(entry);
-    throw fmt::format_error("bad");
-  });
+  const auto format_errors = stderr_lines(
+      [&](const auto& entry) {
+        remember(entry);
+        throw fmt::format_error("bad");
+      },
+      run_once);
   ASSERT_EQ(format_errors.size(), places.size());
   ASSERT_EQ(format_errors.size(), 9U);
   for (std::size_t i = 0; i < places.size(); ++i) {
     EXPECT_EQ(format_errors[i], places[i] + "Log format error: bad");
   }
   places.clear();
-  const auto others = stderr_lines([&](const auto& entry) {
-    remember(entry);
-    throw 3;
-  });
+  const auto others = stderr_lines(
+      [&](const auto& entry) {
+        remember(entry);
+        throw 3;
+      },
+      run_once);
   ASSERT_EQ(others.size(), 9U);
   for (std::size_t i = 0; i < places.size(); ++i) {
     EXPECT_EQ(others[i], places[i] + "Log write failed (unknown error)");

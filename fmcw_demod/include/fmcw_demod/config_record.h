@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 namespace orn::fmcw_demod_lib {
 
@@ -91,15 +92,27 @@ struct fmcw_advanced_config_t {
 
 /// Deviation settings: carried and compared, they enter no figure.
 struct fmcw_devsetting_config_t {
-  bool chirp_state_deviation = true;      ///< carried
+  bool chirp_state_deviation = true;      ///< carried; any byte but 0 counts as true
   double fm_settling_tol = 1e9;           ///< carried
   double pm_settling_tol = 180.0;         ///< carried
   std::uint32_t phase_noise_start = 256;  ///< carried
   std::uint32_t phase_noise_end = 50000;  ///< carried
 
   /// Every field is equal; a NaN equals nothing.
-  friend bool operator==(const fmcw_devsetting_config_t&,
-                         const fmcw_devsetting_config_t&) = default;
+  friend bool operator==(const fmcw_devsetting_config_t& a, const fmcw_devsetting_config_t& b) {
+    return is_set(a.chirp_state_deviation) == is_set(b.chirp_state_deviation) &&
+           a.fm_settling_tol == b.fm_settling_tol && a.pm_settling_tol == b.pm_settling_tol &&
+           a.phase_noise_start == b.phase_noise_start && a.phase_noise_end == b.phase_noise_end;
+  }
+
+ private:
+  /// A host may have filled the record as plain memory, and a bool whose byte is neither 0 nor 1
+  /// must not be read as one.
+  static bool is_set(const bool& flag) {
+    unsigned char byte = 0;
+    std::memcpy(&byte, &flag, 1);
+    return byte != 0;
+  }
 };
 
 /// Everything a host tells the library about one measurement. Trivially copyable; host and library

@@ -1,4 +1,5 @@
 #include <common_lib/fourier_transform.h>
+#include <float_environment/default_environment.h>
 #include <transform/dft.h>
 
 #include <algorithm>
@@ -11,7 +12,7 @@ void lib_fourier_transform_t::deal_fft(std::vector<std::complex<float>>& data, u
     data.resize(size);
   }
   if (!data.empty()) {
-    dft_t(data.size()).forward(data);
+    float_environment::in_default_environment([&] { dft_t(data.size()).forward(data); });
   }
 }
 

@@ -1,4 +1,5 @@
 #include <common_lib/window_function.h>
+#include <float_environment/default_environment.h>
 
 #include <cmath>
 #include <cstddef>
@@ -12,11 +13,13 @@ void lib_window_function_t::generate_hamming_window(std::vector<std::complex<flo
   if (length < 2) {
     return;
   }
-  const double period = symmetric ? length - 1.0 : length;
-  for (std::size_t i = 0; i < length; ++i) {
-    const double angle = 2.0 * std::numbers::pi * static_cast<double>(i) / period;
-    window[i] = static_cast<float>(0.54 - 0.46 * std::cos(angle));
-  }
+  float_environment::in_default_environment([&] {
+    const double period = symmetric ? length - 1.0 : length;
+    for (std::size_t i = 0; i < length; ++i) {
+      const double angle = 2.0 * std::numbers::pi * static_cast<double>(i) / period;
+      window[i] = static_cast<float>(0.54 - 0.46 * std::cos(angle));
+    }
+  });
 }
 
 }  // namespace orn::common_lib

@@ -5,16 +5,36 @@
 #include <atomic>
 #include <cstddef>
 
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
 namespace orn::simd {
 namespace {
 
 constexpr std::array<target_t, 3> targets = {target_t::baseline, target_t::avx2, target_t::avx512};
 
+#if defined(__x86_64__)
+/// The rest of x86-64-v3, which __builtin_cpu_supports() of clang 14 has no names for.
+bool has_movbe_f16c_lzcnt() noexcept {
+  unsigned eax = 0;
+  unsigned ebx = 0;
+  unsigned ecx = 0;
+  unsigned edx = 0;
+  constexpr unsigned movbe_and_f16c = unsigned{bit_MOVBE} | unsigned{bit_F16C};
+  if (__get_cpuid(1, &eax, &ebx, &ecx, &edx) == 0 || (ecx & movbe_and_f16c) != movbe_and_f16c) {
+    return false;
+  }
+  return __get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_LZCNT) != 0;
+}
+#endif
+
 target_t widest_supported() noexcept {
 #if defined(__x86_64__)
   __builtin_cpu_init();
   const bool v3 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") &&
-                  __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
+                  __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") &&
+                  has_movbe_f16c_lzcnt();
   const bool v4 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
                   __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
                   __builtin_cpu_supports("avx512vl");

@@ -8,6 +8,7 @@
 #include "summary.h"
 #include "switching_points.h"
 
+#include <float_environment/default_environment.h>
 #include <fmcw_demod/basefunc.h>
 #include <fmcw_demod/engine.h>
 
@@ -20,30 +21,33 @@
 #include <span>
 #include <utility>
 
-/// The exported engine: each member hands its arguments to the step behind it.
+/// The exported engine: each member hands its arguments to the step behind it, which works in the
+/// default floating-point environment.
 namespace orn::fmcw_demod_lib {
+
+using float_environment::in_default_environment;
 
 FMCWAnalyze::FMCWAnalyze(const FMCWConfig& parameters)
     : parameters_(parameters), config_(parameters.config), range_(parameters.analysis_range) {}
 
 void FMCWAnalyze::analyze(const SignalStream& signal, fmcw_measure_result_t& result) {
-  fmcw_demod_lib::analyze(parameters_, signal, result);
+  in_default_environment([&] { fmcw_demod_lib::analyze(parameters_, signal, result); });
 }
 
 void FMCWAnalyze::compute_stft_wincfg(const std::vector<sample_t>& signal, float fs,
                                       const fmcw_window_config_t& window,
                                       fmcw_measure_result_t& result) const {
-  fmcw_demod_lib::compute_stft_wincfg(signal, fs, window, result);
+  in_default_environment([&] { fmcw_demod_lib::compute_stft_wincfg(signal, fs, window, result); });
 }
 
 void FMCWAnalyze::compute_spectrogram(const std::vector<sample_t>& signal, float fs,
                                       fmcw_measure_result_t& result) const {
-  fmcw_demod_lib::compute_spectrogram(signal, fs, result);
+  in_default_environment([&] { fmcw_demod_lib::compute_spectrogram(signal, fs, result); });
 }
 
 void FMCWAnalyze::compute_psd(const std::vector<sample_t>& signal, float fs,
                               std::vector<float>& freq, std::vector<float>& magnitude_db) const {
-  fmcw_demod_lib::compute_psd(signal, fs, freq, magnitude_db);
+  in_default_environment([&] { fmcw_demod_lib::compute_psd(signal, fs, freq, magnitude_db); });
 }
 
 void FMCWAnalyze::compute_instantaneous_freq(const std::vector<sample_t>& signal, float fs,
@@ -51,7 +55,7 @@ void FMCWAnalyze::compute_instantaneous_freq(const std::vector<sample_t>& signal
                                              std::vector<double>& phase) const {
   phase.resize(signal.size());
   freq.resize(signal.size());
-  kernels::instantaneous_frequency(signal, fs, freq, phase);
+  in_default_environment([&] { kernels::instantaneous_frequency(signal, fs, freq, phase); });
 }
 
 void FMCWAnalyze::smooth_with_triang(std::vector<float>& trace, int n) const {
@@ -63,40 +67,44 @@ void FMCWAnalyze::smooth_with_triang(std::vector<double>& trace, int n) const {
 }
 
 double FMCWAnalyze::compute_power_dbm(const std::vector<sample_t>& signal, float impedance) const {
-  return mean_power_dbm(kernels::squares(signal).sum, signal.size(), impedance);
+  return in_default_environment(
+      [&] { return mean_power_dbm(kernels::squares(signal).sum, signal.size(), impedance); });
 }
 
 std::vector<int> FMCWAnalyze::detect_chirp_boundaries(ArrayView<const double> freq,
                                                       std::vector<float>& slope_raw,
                                                       std::vector<float>& slope_smooth,
                                                       double dt) const {
-  return find_boundaries(freq, dt, parameters_.triang_256, slope_raw, slope_smooth);
+  return in_default_environment(
+      [&] { return find_boundaries(freq, dt, parameters_.triang_256, slope_raw, slope_smooth); });
 }
 
 std::vector<int> FMCWAnalyze::detect_chirp_boundaries(const std::vector<double>& freq,
                                                       std::vector<float>& slope_raw,
                                                       std::vector<float>& slope_smooth,
                                                       double dt) const {
-  if (!has_slope(freq.size())) {
-    return {};
-  }
-  std::vector<double> slope(freq.size() - 1);
-  kernels::slopes<double>(freq, dt, slope);
-  slope_raw.assign(slope.begin(), slope.end());
-  smooth_with_triang(slope, slope_smoothing);
-  slope_smooth.assign(slope.begin(), slope.end());
-  std::vector<int> boundaries = merge_switching(sign_changes<double>(slope));
-  boundaries.insert(boundaries.begin(), 0);
-  boundaries.push_back(static_cast<int>(freq.size() - 1));
-  return boundaries;
+  return in_default_environment([&]() -> std::vector<int> {
+    if (!has_slope(freq.size())) {
+      return {};
+    }
+    std::vector<double> slope(freq.size() - 1);
+    kernels::slopes<double>(freq, dt, slope);
+    slope_raw.assign(slope.begin(), slope.end());
+    smooth_with_triang(slope, slope_smoothing);
+    slope_smooth.assign(slope.begin(), slope.end());
+    std::vector<int> boundaries = merge_switching(sign_changes<double>(slope));
+    boundaries.insert(boundaries.begin(), 0);
+    boundaries.push_back(static_cast<int>(freq.size() - 1));
+    return boundaries;
+  });
 }
 
 std::vector<int> FMCWAnalyze::MergeSwitching(const std::vector<int>& switching) const {
-  return merge_switching(switching);
+  return in_default_environment([&] { return merge_switching(switching); });
 }
 
 float FMCWAnalyze::get_slope_threshold(const std::vector<float>& slope) const {
-  return slope_threshold(slope);
+  return in_default_environment([&] { return slope_threshold(slope); });
 }
 
 namespace {
@@ -116,7 +124,8 @@ void FMCWAnalyze::switch_point_para(const std::vector<float>& slope_smooth, int 
   constexpr auto to_skip = [](int first, int last) {
     return refined_chirp_t{first, last, first, first};
   };
-  auto refined = refine_candidate(slope_smooth, start, stop, advanced, parameters_);
+  auto refined = in_default_environment(
+      [&] { return refine_candidate(slope_smooth, start, stop, advanced, parameters_); });
   if (!refined || !holds_ints(*refined)) {
     refined = to_skip(start, stop);
   }
@@ -166,9 +175,11 @@ void FMCWAnalyze::extract_chirp_parameters(
     std::vector<float>& chirp_freq_fit, int dev_start, int dev_stop, int meas_start, int meas_stop,
     const fmcw_devsetting_config_t& /*dev_settings*/, ArrayView<const sample_t> samples,
     fmcw_chirp_result_t& chirp, fmcw_measure_result_t& result, bool display) const {
-  auto traces = measure_into({freq, frame_time, slope_raw, samples},
-                             {meas_start, meas_stop, dev_start, dev_stop}, config_,
-                             phase_rule_t::sample_interval, display, chirp, result);
+  auto traces = in_default_environment([&] {
+    return measure_into({freq, frame_time, slope_raw, samples},
+                        {meas_start, meas_stop, dev_start, dev_stop}, config_,
+                        phase_rule_t::sample_interval, display, chirp, result);
+  });
   if (traces && display) {
     chirp_phi_fit = std::move(traces->fitted_phase);
     chirp_freq_fit = std::move(traces->fitted);
@@ -180,8 +191,11 @@ void FMCWAnalyze::extract_chirp_parameters(
     const std::vector<float>& slope_raw, int dev_start, int dev_stop, int meas_start, int meas_stop,
     const fmcw_devsetting_config_t& /*dev_settings*/, const std::vector<sample_t>& samples,
     fmcw_chirp_result_t& chirp, fmcw_measure_result_t& result, bool display) const {
-  measure_into({freq, frame_time, slope_raw, samples}, {meas_start, meas_stop, dev_start, dev_stop},
-               config_, phase_rule_t::time_stamps, display, chirp, result);
+  in_default_environment([&] {
+    measure_into({freq, frame_time, slope_raw, samples},
+                 {meas_start, meas_stop, dev_start, dev_stop}, config_, phase_rule_t::time_stamps,
+                 display, chirp, result);
+  });
 }
 
 void FMCWAnalyze::fill_instantaneous(std::uint64_t sample_count,
@@ -193,11 +207,13 @@ void FMCWAnalyze::fill_instantaneous(std::uint64_t sample_count,
   if (sample_count > std::vector<double>().max_size()) {
     throw std::bad_alloc();
   }
-  std::vector<float> freq(inst_freq.begin(), inst_freq.end());
-  const auto usable = std::min<std::uint64_t>(sample_count, freq.size());
-  fill_phase(intervals, time_axis, std::span(freq).first(usable), phase_out);
-  phase_out.resize(sample_count);
-  freq_out = std::move(freq);
+  in_default_environment([&] {
+    std::vector<float> freq(inst_freq.begin(), inst_freq.end());
+    const auto usable = std::min<std::uint64_t>(sample_count, freq.size());
+    fill_phase(intervals, time_axis, std::span(freq).first(usable), phase_out);
+    phase_out.resize(sample_count);
+    freq_out = std::move(freq);
+  });
 }
 
 std::vector<interval_t> FMCWAnalyze::extract_frame_stable_intervals(
@@ -211,9 +227,11 @@ void FMCWAnalyze::get_summary_info(const std::vector<sample_t>& samples,
                                    const std::vector<double>& switching_times,
                                    const std::uint32_t& chirp_count,
                                    const double& frequency_sum) const {
-  const double power = compute_power_dbm(samples, static_cast<float>(config_.impedance));
-  summarise(power, first_chirp_start, {switching_times, chirp_count, frequency_sum},
-            config_.advanced.chirp.slope_tol, result);
+  in_default_environment([&] {
+    const double power = compute_power_dbm(samples, static_cast<float>(config_.impedance));
+    summarise(power, first_chirp_start, {switching_times, chirp_count, frequency_sum},
+              config_.advanced.chirp.slope_tol, result);
+  });
 }
 
 }  // namespace orn::fmcw_demod_lib

@@ -8,6 +8,7 @@
 #include "spectra.h"
 #include "summary.h"
 
+#include <float_environment/default_environment.h>
 #include <fmcw_demod/analyzer.h>
 #include <memory/scratch.h>
 
@@ -19,6 +20,8 @@
 
 namespace orn::fmcw_demod_lib {
 namespace {
+
+using float_environment::in_default_environment;
 
 constexpr auto progress = common_log::log_level_t::progress;
 
@@ -105,7 +108,7 @@ int FMCWAnalyzer::config(const void* config, std::vector<std::complex<float>>* s
     return -1;
   }
   const auto& record = *static_cast<const fmcw_demod_config_t*>(config);
-  if (engine_ && record == *record_) {
+  if (engine_ && in_default_environment([&] { return record == *record_; })) {
     return 0;
   }
   if (&record != record_.get()) {

@@ -2,6 +2,7 @@
 #include "conditioning.h"
 #include "truncation.h"
 
+#include <float_environment/default_environment.h>
 #include <fmcw_demod/basefunc.h>
 #include <fmcw_demod/parameters.h>
 
@@ -86,16 +87,37 @@ fmcw_analysis_range_t plan_frames(const fmcw_demod_config_t& config, std::uint64
               : fmcw_analysis_range_t{};
 }
 
+void simple_frequency(const std::vector<sample_t>& signal, float fs, std::vector<float>& freq) {
+  if (signal.size() <= 1 || fs <= 0.0F) {
+    freq.clear();
+    return;
+  }
+  std::vector<float> phase(signal.size());
+  freq.resize(signal.size());
+  kernels::phase_angles(signal, phase);
+  kernels::unwrap<float>(phase);
+  constexpr float two_pi = 2.0F * std::numbers::pi_v<float>;
+  const float scale = fs / two_pi;
+  const std::size_t last = phase.size() - 1;
+  freq[0] = (phase[1] - phase[0]) * scale;
+  for (std::size_t i = 1; i < last; ++i) {
+    freq[i] = ((phase[i + 1] - phase[i - 1]) * 0.5F) * scale;
+  }
+  freq[last] = (phase[last] - phase[last - 1]) * scale;
+}
+
 }  // namespace
 
 FMCWConfig::FMCWConfig(const fmcw_demod_config_t& settings, std::vector<sample_t>* signal, float fs)
     : config(settings),
       triang_37(basefunc::generate_triang_window(frequency_smoothing)),
       triang_256(basefunc::generate_triang_window(slope_smoothing)) {
-  config.impedance = 2.0 * settings.impedance;
-  if (signal != nullptr && !signal->empty()) {
-    analysis_range = plan_frames(settings, signal->size(), fs);
-  }
+  float_environment::in_default_environment([&] {
+    config.impedance = 2.0 * settings.impedance;
+    if (signal != nullptr && !signal->empty()) {
+      analysis_range = plan_frames(settings, signal->size(), fs);
+    }
+  });
 }
 
 std::vector<float> FMCWConfig::get_smoothing_window(int n) const {
@@ -115,22 +137,7 @@ std::vector<double> FMCWConfig::get_smoothing_window_double(int n) const {
 
 void FMCWConfig::compute_instantaneous_freq_simple(const std::vector<sample_t>& signal, float fs,
                                                    std::vector<float>& freq) {
-  if (signal.size() <= 1 || fs <= 0.0F) {
-    freq.clear();
-    return;
-  }
-  std::vector<float> phase(signal.size());
-  freq.resize(signal.size());
-  kernels::phase_angles(signal, phase);
-  kernels::unwrap<float>(phase);
-  constexpr float two_pi = 2.0F * std::numbers::pi_v<float>;
-  const float scale = fs / two_pi;
-  const std::size_t last = phase.size() - 1;
-  freq[0] = (phase[1] - phase[0]) * scale;
-  for (std::size_t i = 1; i < last; ++i) {
-    freq[i] = ((phase[i + 1] - phase[i - 1]) * 0.5F) * scale;
-  }
-  freq[last] = (phase[last] - phase[last - 1]) * scale;
+  float_environment::in_default_environment([&] { simple_frequency(signal, fs, freq); });
 }
 
 }  // namespace orn::fmcw_demod_lib

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -25,14 +26,18 @@ struct log_entry_t {
 };
 
 /// The process-wide logger: passes every entry to one sink chosen by the host. All members may be
-/// called from any thread.
+/// called from any thread, and until the process ends: destructors of static objects may log.
 class __attribute__((visibility("default"))) logger_system_t {
  public:
   /// Receives entries on the thread that writes them, several threads at once when several write.
   using sink_t = std::function<void(const log_entry_t&)>;
 
-  /// The one logger of the process.
+  /// The one logger of the process. Throws std::bad_alloc when the first call finds no memory.
   static logger_system_t& get_instance();
+
+  /// Whether entries go anywhere: whoever logs often asks before it builds a message. Costs one
+  /// load; a sink that another thread is setting meanwhile may be seen late.
+  static bool has_sink() noexcept { return sink_is_set_.load(std::memory_order_relaxed); }
 
   logger_system_t(const logger_system_t&) = delete;
   logger_system_t& operator=(const logger_system_t&) = delete;
@@ -49,6 +54,8 @@ class __attribute__((visibility("default"))) logger_system_t {
  private:
   logger_system_t() = default;
   ~logger_system_t() = default;
+
+  static std::atomic<bool> sink_is_set_;  ///< beside the logger, so that asking needs none
 
   std::mutex mutex_;                    ///< guards sink_, not the calls through it
   std::shared_ptr<const sink_t> sink_;  ///< null discards

@@ -3,6 +3,7 @@
 #include "basefunc/kernels/trapezoid.h"
 #include "basefunc/line.h"
 
+#include <float_environment/default_environment.h>
 #include <fmcw_demod/basefunc.h>
 
 #include <algorithm>
@@ -14,6 +15,8 @@
 
 namespace orn::fmcw_demod_lib::basefunc {
 namespace {
+
+using float_environment::in_default_environment;
 
 /// Odd is the precision of odd-length values; even-length values are single precision throughout.
 template <class Odd>
@@ -67,6 +70,15 @@ std::vector<T> running_sum(std::size_t length, std::size_t count, Term term) {
   return sums;
 }
 
+std::vector<float> fitted_line(const std::vector<float>& abscissa,
+                               const std::vector<float>& ordinate) {
+  if (abscissa.size() != ordinate.size() || abscissa.empty()) {
+    return {};
+  }
+  const auto line = line_through(kernels::line_sums(abscissa, ordinate), abscissa.size());
+  return line ? std::vector<float>{line->slope, line->intercept} : std::vector<float>{};
+}
+
 template <class T>
 void unwrap_into(const std::vector<T>& input, std::vector<T>& output) {
   if (&input != &output) {
@@ -78,67 +90,73 @@ void unwrap_into(const std::vector<T>& input, std::vector<T>& output) {
 }  // namespace
 
 bool has_nan(const std::vector<float>& values) {
-  return std::any_of(values.begin(), values.end(), [](float value) { return std::isnan(value); });
+  return in_default_environment([&] {
+    return std::any_of(values.begin(), values.end(), [](float value) { return std::isnan(value); });
+  });
 }
 
-std::vector<float> generate_triang_window(int length) { return triang_window<float>(length); }
+std::vector<float> generate_triang_window(int length) {
+  return in_default_environment([&] { return triang_window<float>(length); });
+}
 
 std::vector<double> generate_triang_window_double(int length) {
-  return triang_window<double>(length);
+  return in_default_environment([&] { return triang_window<double>(length); });
 }
 
 std::vector<float> conv_same(const std::vector<float>& signal, const std::vector<float>& kernel) {
-  return same_convolution(signal, kernel);
+  return in_default_environment([&] { return same_convolution(signal, kernel); });
 }
 
 std::vector<float> conv_float(const std::vector<float>& signal, const std::vector<float>& kernel) {
-  return same_convolution(signal, kernel);
+  return in_default_environment([&] { return same_convolution(signal, kernel); });
 }
 
 std::vector<double> conv_same_double(const std::vector<double>& signal,
                                      const std::vector<double>& kernel) {
-  return same_convolution(signal, kernel);
+  return in_default_environment([&] { return same_convolution(signal, kernel); });
 }
 
 std::vector<double> cumtrapz_phase(const std::vector<float>& time,
                                    const std::vector<float>& frequency) {
-  return running_sum<double>(time.size(), frequency.size(), [&](std::size_t k) {
-    return kernels::mean_angular_rate(frequency[k - 1], frequency[k]) *
-           static_cast<double>(time[k] - time[k - 1]);
+  return in_default_environment([&] {
+    return running_sum<double>(time.size(), frequency.size(), [&](std::size_t k) {
+      return kernels::mean_angular_rate(frequency[k - 1], frequency[k]) *
+             static_cast<double>(time[k] - time[k - 1]);
+    });
   });
 }
 
 std::vector<float> cumtrapz_phase(double sample_interval, const std::vector<float>& frequency) {
-  return running_sum<float>(frequency.size(), frequency.size(), [&](std::size_t k) {
-    return static_cast<float>(kernels::mean_angular_rate(frequency[k - 1], frequency[k]) *
-                              sample_interval);
+  return in_default_environment([&] {
+    return running_sum<float>(frequency.size(), frequency.size(), [&](std::size_t k) {
+      return static_cast<float>(kernels::mean_angular_rate(frequency[k - 1], frequency[k]) *
+                                sample_interval);
+    });
   });
 }
 
 std::vector<double> cumtrapz(const std::vector<float>& abscissa,
                              const std::vector<float>& ordinate) {
-  return running_sum<double>(abscissa.size(), ordinate.size(), [&](std::size_t k) {
-    const double mean =
-        (static_cast<double>(ordinate[k]) + static_cast<double>(ordinate[k - 1])) * 0.5;
-    return mean * static_cast<double>(abscissa[k] - abscissa[k - 1]);
+  return in_default_environment([&] {
+    return running_sum<double>(abscissa.size(), ordinate.size(), [&](std::size_t k) {
+      const double mean =
+          (static_cast<double>(ordinate[k]) + static_cast<double>(ordinate[k - 1])) * 0.5;
+      return mean * static_cast<double>(abscissa[k] - abscissa[k - 1]);
+    });
   });
 }
 
 std::vector<float> polyfit_1(const std::vector<float>& abscissa,
                              const std::vector<float>& ordinate) {
-  if (abscissa.size() != ordinate.size() || abscissa.empty()) {
-    return {};
-  }
-  const auto line = line_through(kernels::line_sums(abscissa, ordinate), abscissa.size());
-  return line ? std::vector<float>{line->slope, line->intercept} : std::vector<float>{};
+  return in_default_environment([&] { return fitted_line(abscissa, ordinate); });
 }
 
 void mm_unwrap(std::vector<float>& input, std::vector<float>& output) {
-  unwrap_into(input, output);
+  in_default_environment([&] { unwrap_into(input, output); });
 }
 
 void mm_unwrap(std::vector<double>& input, std::vector<double>& output) {
-  unwrap_into(input, output);
+  in_default_environment([&] { unwrap_into(input, output); });
 }
 
 }  // namespace orn::fmcw_demod_lib::basefunc

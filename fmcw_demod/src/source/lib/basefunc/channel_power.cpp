@@ -1,5 +1,6 @@
 #include "basefunc/kernels.h"
 
+#include <float_environment/default_environment.h>
 #include <fmcw_demod/basefunc.h>
 #include <transform/dft.h>
 
@@ -21,10 +22,8 @@ void fill_axis(float spacing, std::vector<float>& axis, std::size_t count) {
   }
 }
 
-}  // namespace
-
-float calculate_channel_power_db(const std::vector<sample_t>& signal, std::vector<float>& freq,
-                                 std::vector<float>& power_db, float fs, float impedance) {
+float channel_power(const std::vector<sample_t>& signal, std::vector<float>& freq,
+                    std::vector<float>& power_db, float fs, float impedance) {
   if (signal.empty()) {
     return -std::numeric_limits<float>::infinity();
   }
@@ -50,6 +49,14 @@ float calculate_channel_power_db(const std::vector<sample_t>& signal, std::vecto
   const double total = kernels::bin_powers(re.first(negative), im.first(negative), points,
                                            impedance, below, out.last(negative));
   return static_cast<float>(10.0 * std::log10(total * 1000.0));
+}
+
+}  // namespace
+
+float calculate_channel_power_db(const std::vector<sample_t>& signal, std::vector<float>& freq,
+                                 std::vector<float>& power_db, float fs, float impedance) {
+  return float_environment::in_default_environment(
+      [&] { return channel_power(signal, freq, power_db, fs, impedance); });
 }
 
 }  // namespace orn::fmcw_demod_lib::basefunc

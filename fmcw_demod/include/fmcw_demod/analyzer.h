@@ -61,7 +61,8 @@ class FMCW_DEMOD_EXPORT FMCWAnalyzer : public I_Analyzer {
   /// Builds new parameters and a new engine, unless there is an engine and the record equals the
   /// stored one (then nothing changes, whatever samples and fs are). Returns 0, or -1 for a null
   /// record. When building throws, parameters and engine stay as they were but the record is stored
-  /// already.
+  /// already: configuring again with an equal record then returns 0 and goes on with the old engine,
+  /// so configure with another record in between, or create a new analyzer.
   int config(const void* config, std::vector<std::complex<float>>* samples, float fs) override;
 
   /// Returns 0; -1 when not configured, -2 for a null result, -3 when the analysis threw a standard

@@ -5,12 +5,13 @@
 
 namespace orn::fmcw_demod_lib {
 
+// "Kept and compared": no figure depends on the setting, but records that differ in it differ.
 // Only the numbers of the enumerations carry meaning; where "any other value" has one, every number
 // but the first named is treated like the second.
 
-enum class fmcw_signal_mode_t : std::uint32_t { standard = 1 };     ///< carried, never tested
-enum class fmcw_iq_map_t : std::uint32_t { standard = 1 };          ///< carried, never tested
-enum class fmcw_display_region_t : std::uint32_t { standard = 1 };  ///< carried, never tested
+enum class fmcw_signal_mode_t : std::uint32_t { standard = 1 };     ///< kept and compared
+enum class fmcw_iq_map_t : std::uint32_t { standard = 1 };          ///< kept and compared
+enum class fmcw_display_region_t : std::uint32_t { standard = 1 };  ///< kept and compared
 
 /// Where the centre of the slope band comes from.
 enum class fmcw_chirp_detect_t : std::uint32_t {
@@ -58,7 +59,7 @@ struct fmcw_window_config_t {
 struct fmcw_chirp_config_t {
   double ref_slope = 0.0;         ///< centre of the slope band [Hz/s]
   double slope_tol = 1.6e12;      ///< half-width of the slope band [Hz/s]; negative: empty band
-  std::int32_t chirp_option = 0;  ///< carried, never read
+  std::int32_t chirp_option = 0;  ///< kept and compared, no figure depends on it
 
   /// Every field is equal; a NaN equals nothing.
   friend bool operator==(const fmcw_chirp_config_t&, const fmcw_chirp_config_t&) = default;
@@ -72,9 +73,9 @@ struct fmcw_advanced_config_t {
   std::uint32_t chirp_count = 30;  ///< number of selected chirps, 1 or more
   fmcw_auto_detect_t time_auto_mode = fmcw_auto_detect_t::whole_capture;  ///< analysed part
   double meas_time = 0.001;       ///< longest analysed duration [s], > 0; time_auto_mode not 1
-  std::uint64_t reserved_b = 0;   ///< carried, never read
+  std::uint64_t reserved_b = 0;   ///< kept and compared, no figure depends on it
   double time_gate_len = 0.0009;  ///< frame length [s], > 0
-  double time_gate_start = 0.0;   ///< carried, never read [s]
+  double time_gate_start = 0.0;   ///< kept and compared, no figure depends on it [s]
   double min_chirp_len = 3e-6;    ///< shorter candidates are dropped [s], exclusive
   double max_chirp_len = 0.001;   ///< longer candidates are dropped [s], exclusive
   double from_start = 0.0;        ///< fraction of the analysed span skipped at its start, 0 to 1
@@ -90,13 +91,13 @@ struct fmcw_advanced_config_t {
   friend bool operator==(const fmcw_advanced_config_t&, const fmcw_advanced_config_t&) = default;
 };
 
-/// Deviation settings: carried and compared, they enter no figure.
+/// Deviation settings: kept and compared, no figure depends on them.
 struct fmcw_devsetting_config_t {
-  bool chirp_state_deviation = true;      ///< carried; any byte but 0 counts as true
-  double fm_settling_tol = 1e9;           ///< carried
-  double pm_settling_tol = 180.0;         ///< carried
-  std::uint32_t phase_noise_start = 256;  ///< carried
-  std::uint32_t phase_noise_end = 50000;  ///< carried
+  bool chirp_state_deviation = true;      ///< any byte but 0 counts as true
+  double fm_settling_tol = 1e9;           ///< kept and compared
+  double pm_settling_tol = 180.0;         ///< kept and compared
+  std::uint32_t phase_noise_start = 256;  ///< kept and compared
+  std::uint32_t phase_noise_end = 50000;  ///< kept and compared
 
   /// Every field is equal; a NaN equals nothing.
   friend bool operator==(const fmcw_devsetting_config_t& a, const fmcw_devsetting_config_t& b) {
@@ -119,17 +120,17 @@ struct fmcw_devsetting_config_t {
 /// share this declaration. A value-initialised record is a host's starting point: it equals the
 /// record inside a new analyzer except for `chirp_set`, which is 1 there.
 struct fmcw_demod_config_t {
-  fmcw_signal_mode_t signal_mode = fmcw_signal_mode_t::standard;  ///< carried
-  fmcw_iq_map_t iq_map = fmcw_iq_map_t::standard;                 ///< carried
-  double freq_center = 1e9;  ///< centre frequency of the capture [Hz]; carried, never read
+  fmcw_signal_mode_t signal_mode = fmcw_signal_mode_t::standard;  ///< kept and compared
+  fmcw_iq_map_t iq_map = fmcw_iq_map_t::standard;                 ///< kept and compared
+  double freq_center = 1e9;  ///< centre frequency of the capture [Hz]; no figure depends on it
   double fs = 1.25e8;        ///< sample rate [Hz], > 0; time axes and frame lengths come from it
   double impedance = 50.0;   ///< load impedance [ohm], 50 or 75
-  double reserved_a = 0.0;   ///< carried, never read
+  double reserved_a = 0.0;   ///< kept and compared, no figure depends on it
   fmcw_chirp_detect_t chirp_detect = fmcw_chirp_detect_t::automatic;       ///< band centre
   fmcw_chirp_set_t chirp_set = fmcw_chirp_set_t::configured;               ///< band half-width
   fmcw_advanced_config_t advanced;                                         ///< what is measured
-  fmcw_devsetting_config_t devsetting;                                     ///< carried
-  fmcw_display_region_t display_region = fmcw_display_region_t::standard;  ///< carried
+  fmcw_devsetting_config_t devsetting;                                     ///< kept and compared
+  fmcw_display_region_t display_region = fmcw_display_region_t::standard;  ///< kept and compared
   std::uint32_t display_chirpNO = 0;  ///< chirp of the first frame shown in detail, from 0
 
   /// Two records are equal when they ask for the same measurement: every field but

@@ -9,7 +9,8 @@
 
 namespace orn::fmcw_demod_lib {
 
-/// The analysed span of a capture and how it is cut into frames, in samples. All zero: no span.
+/// The analysed span of a capture and how it is cut into frames, in samples, all modulo 2^32: longer
+/// captures are not for one analysis. All zero: no span. A frame above 2^31 - 1 samples finds nothing.
 /// An analysis spends a few nanoseconds even on a frame without samples, so a plan of 4 x 10^9 of
 /// them, which a tiny gate or a negative rate may give, takes about ten seconds.
 struct fmcw_analysis_range_t {

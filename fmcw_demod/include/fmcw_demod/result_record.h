@@ -21,12 +21,12 @@ struct ErrorMsg {
 };
 
 /// The figures of one chirp. Fields whose comment says "float" hold a value rounded to single
-/// precision.
+/// precision: times are good to 1 us only up to 10 s, where chirp_intervals stay exact.
 struct fmcw_chirp_result_t {
   std::uint32_t chirp_id = 0;       ///< running number over the capture, from 1
   std::uint32_t chirp_no = 0;       ///< candidate number within its frame, from 0
-  double start_time = 0.0;          ///< [s] from the start of its frame's first candidate
-  double stop_time = 0.0;           ///< [s] on the same axis
+  double start_time = 0.0;          ///< [s] from the start of its frame's first candidate, float
+  double stop_time = 0.0;           ///< [s] on the same axis, float
   double length = 0.0;              ///< stop_time - start_time [s]
   double switching_time = 0.0;      ///< gap to the previous measured chirp of the frame [s]
   double slope = 0.0;               ///< fitted slope [kHz/us]

@@ -13,6 +13,7 @@
 
 #include <fuzz/input.h>
 #include <fuzz/targets.h>
+#include <memory/planes.h>
 
 /// Transforms of any length, in any number of lanes, on every instruction set.
 namespace orn {

@@ -1,6 +1,7 @@
 #include "generated.h"
 
 #include <common_lib/fourier_transform.h>
+#include <memory/planes.h>
 #include <transform/dft.h>
 
 #include <bit>
@@ -13,7 +14,6 @@
 
 #include <fuzz/input.h>
 #include <fuzz/targets.h>
-#include <memory/planes.h>
 
 /// Transforms of any length, in any number of lanes, on every instruction set.
 namespace orn {

@@ -32,7 +32,6 @@ using simd_check::on_every_target;
 using simd_check::same;
 
 constexpr double two_pi = 2.0 * std::numbers::pi;
-constexpr float infinity = std::numeric_limits<float>::infinity();
 constexpr float nan = std::numeric_limits<float>::quiet_NaN();
 constexpr std::array<std::size_t, 13> lengths = {1,  2,  3,   15,   16,   17,  63,
                                                  64, 65, 191, 1301, 2048, 4613};

@@ -190,7 +190,7 @@ class FMCW_DEMOD_EXPORT FMCWAnalyze {
  private:
   const FMCWConfig& parameters_;
   fmcw_demod_config_t& config_;  ///< inside the parameters; only its slope band is ever written
-  const fmcw_analysis_range_t& range_;
+  [[maybe_unused]] const fmcw_analysis_range_t& range_;
 };
 
 }  // namespace orn::fmcw_demod_lib

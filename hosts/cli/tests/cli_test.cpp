@@ -465,7 +465,7 @@ TEST_F(Fmcw, MeasuresRecordingsMadeByOthers) {
   const fs::path room = fs::path(FMCW_RECORDINGS) / "real_acoustic_tracked_48k.cf32";
   const fs::path modulator = fs::path(FMCW_RECORDINGS) / "thirdparty_lora_sf7_x8_8M.cf32";
   if (!fs::exists(room) || !fs::exists(modulator)) {
-    GTEST_SKIP() << "no recordings in " FMCW_RECORDINGS;
+    GTEST_SKIP() << "no recordings in '" FMCW_RECORDINGS "'";
   }
   // Five chirps of 0.3 s and 14 kHz end to end; the first has no switching point before it.
   json chirps = analyze(

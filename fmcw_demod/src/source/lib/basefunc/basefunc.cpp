@@ -1,7 +1,7 @@
 #include "basefunc/convolution.h"
 #include "basefunc/kernels.h"
-#include "basefunc/kernels/trapezoid.h"
 #include "basefunc/line.h"
+#include "basefunc/trapezoid.h"
 
 #include <float_environment/default_environment.h>
 #include <fmcw_demod/basefunc.h>

@@ -1,6 +1,6 @@
 #include "basefunc/kernels.h"
 #include "basefunc/kernels/blocks.h"
-#include "basefunc/kernels/trapezoid.h"
+#include "basefunc/trapezoid.h"
 
 #include <simd/dispatch.h>
 

@@ -1,7 +1,7 @@
 #include "basefunc/kernels.h"
 #include "basefunc/kernels/arctangent.h"
 #include "basefunc/kernels/blocks.h"
-#include "basefunc/kernels/trapezoid.h"
+#include "basefunc/trapezoid.h"
 
 #include <simd/dispatch.h>
 #include <simd/vector.h>

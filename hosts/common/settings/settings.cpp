@@ -201,19 +201,4 @@ std::vector<std::string> propose_settings(const std::vector<std::string>& assign
   return applied;
 }
 
-std::string settings_profile(const settings_t& settings) {
-  std::string text = "{";
-  for (const setting_t& setting : setting_table()) {
-    const bool is_frames = setting.part == part_t::frames;
-    if (setting.name == "fs" || (is_frames && settings.search != search_t::frames)) {
-      continue;
-    }
-    const std::string value = value_text(setting, setting.get(settings));
-    text += text.size() > 1 ? ", " : "";
-    const char* const quote = setting.kind == kind_t::search ? "\"" : "";
-    text += fmt::format("\"{}\": {}{}{}", setting.name, quote, value, quote);
-  }
-  return text + "}";
-}
-
 }  // namespace orn::fmcw_host

@@ -57,8 +57,4 @@ std::vector<std::string> apply_settings(const settings_source_t& source, setting
 std::vector<std::string> propose_settings(const std::vector<std::string>& assignments,
                                           settings_t& settings);
 
-/// The settings that take part in an analysis as a profile, a JSON object of names and values:
-/// reading it again gives the same analysis. The rate is that of the recording.
-std::string settings_profile(const settings_t& settings);
-
 }  // namespace orn::fmcw_host

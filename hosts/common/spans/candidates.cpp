@@ -85,8 +85,8 @@ std::vector<candidate_t> find_candidates(std::span<const sample_t> samples, doub
     }
     const std::vector<double> slopes(found.slopes.begin() + static_cast<std::ptrdiff_t>(first),
                                      found.slopes.begin() + static_cast<std::ptrdiff_t>(last));
-    candidates.push_back({static_cast<double>(end - begin) / rate,
-                          std::ldexp(median(slopes), -2 * doublings)});
+    candidates.push_back(
+        {static_cast<double>(end - begin) / rate, std::ldexp(median(slopes), -2 * doublings)});
   }
   return candidates;
 }
@@ -142,9 +142,8 @@ std::pair<std::size_t, std::size_t> heaviest(std::span<const candidate_t> sorted
 }  // namespace
 
 std::vector<candidate_group_t> group_candidates(std::vector<candidate_t> candidates) {
-  std::sort(candidates.begin(), candidates.end(), [](const candidate_t& a, const candidate_t& b) {
-    return a.duration < b.duration;
-  });
+  std::sort(candidates.begin(), candidates.end(),
+            [](const candidate_t& a, const candidate_t& b) { return a.duration < b.duration; });
   std::vector<candidate_group_t> groups;
   for (const bool rising : {true, false}) {
     std::vector<candidate_t> rest;
@@ -155,11 +154,10 @@ std::vector<candidate_group_t> group_candidates(std::vector<candidate_t> candida
       groups.push_back(group_of(std::span(rest).subspan(first, end - first)));
       const auto begin = rest.begin() + static_cast<std::ptrdiff_t>(first);
       const auto stop = rest.begin() + static_cast<std::ptrdiff_t>(end);
-      rest.erase(std::remove_if(begin, stop,
-                                [&](const candidate_t& c) {
-                                  return is_like(c, groups.back().slope);
-                                }),
-                 stop);
+      rest.erase(
+          std::remove_if(begin, stop,
+                         [&](const candidate_t& c) { return is_like(c, groups.back().slope); }),
+          stop);
     }
   }
   std::stable_sort(groups.begin(), groups.end(),

@@ -28,10 +28,11 @@ constexpr std::uint64_t enough_chirps = 3;
 /// Chooses settings from the beginning of a recording; non-finite samples are cut out.
 ///
 /// Chirps are the group of like candidates with the greatest total time, or two groups where
-/// opposite directions are alike. Limits of their length lie half-way, geometrically, to the nearest
-/// other duration; half and twice their length always count as such. `slope_tol` is half the slope,
-/// deviations are taken between offsets of an eighth of the length, and slow chirps get a rate
-/// declared higher. Values are rounded to three digits, so that what is printed is what is used.
+/// opposite directions are alike. Limits of their length lie half-way, geometrically, to the
+/// nearest other duration; half and twice their length always count as such. `slope_tol` is half
+/// the slope, deviations are taken between offsets of an eighth of the length, and slow chirps get
+/// a rate declared higher. Values are rounded to three digits, so that what is printed is what is
+/// used.
 proposal_t propose(std::span<const fmcw_demod_lib::sample_t> samples, double rate);
 
 /// How often the rate has to be doubled for the library's dead zone of 100 Hz/s per sample to be

@@ -1,4 +1,5 @@
 #include "common/spans/proposal.h"
+
 #include "common/spans/recording_analysis.h"
 #include "signals.h"
 
@@ -51,8 +52,7 @@ TEST(Proposal, FindsTheChirpsOfUnknownSignals) {
            {"long", {10e6, 80e-3, 1e-3, 3e6}, 1.3, 15},
            {"short", {125e6, 10e-6, 4e-6, 60e6}, 1.4e-3, 99},
        }) {
-    const auto samples =
-        samples_of(c.signal, static_cast<std::size_t>(c.seconds * c.signal.rate));
+    const auto samples = samples_of(c.signal, static_cast<std::size_t>(c.seconds * c.signal.rate));
     const proposal_t proposal = propose(samples, c.signal.rate);
     ASSERT_EQ(proposal.chosen.size(), c.signal.triangle ? 2U : 1U) << c.name;
     const settings_t settings = proposed_settings(proposal, c.signal.rate);

@@ -1,6 +1,7 @@
 #include "common/settings/settings.h"
 
 #include "common/errors.h"
+#include "common/settings/profile.h"
 #include "common/settings/setting_table.h"
 #include "common/settings/units.h"
 
@@ -8,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <sstream>
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -78,6 +80,13 @@ TEST(Units, WriteWhatTheyReadBack) {
   }
 }
 
+std::string profile_of(const settings_t& settings) {
+  std::ostringstream text;
+  json_writer_t out(text);
+  write_profile(out, settings);
+  return text.str();
+}
+
 class Settings : public testing::Test {
  protected:
   Settings()
@@ -140,13 +149,13 @@ TEST_F(Settings, AProfileGivesTheSameSettingsAgain) {
     const settings_t before =
         apply("", {search, "min_chirp_len=12.5us", "time_gate_len=0.4ms", "slope_tol=1.5MHz/us",
                    "rate_doublings=7", "impedance=75", "devlength_ref=0"});
-    const settings_t after = apply(settings_profile(before));
-    EXPECT_EQ(settings_profile(after), settings_profile(before));
+    const settings_t after = apply(profile_of(before));
+    EXPECT_EQ(profile_of(after), profile_of(before));
     EXPECT_EQ(after.search, before.search);
     EXPECT_EQ(after.manager.get_min_chirp_len(), 12.5e-6);
   }
-  EXPECT_EQ(settings_profile(apply(R"({"settings": {"min_chirp_len": 2e-5}, "chirps": []})")),
-            settings_profile(apply("", {"min_chirp_len=20us"})));
+  EXPECT_EQ(profile_of(apply(R"({"settings": {"min_chirp_len": 2e-5}, "chirps": []})")),
+            profile_of(apply("", {"min_chirp_len=20us"})));
 }
 
 TEST_F(Settings, RefuseAndSayWhatIsAllowed) {
@@ -172,6 +181,10 @@ TEST_F(Settings, RefuseAndSayWhatIsAllowed) {
            {R"({"impedance": true})", {}, {"true", "50 or 75"}},
            {R"({"max_chirp_len": null})", {}, {"null"}},
            {R"([1])", {}, {"object"}},
+           {R"({"max_chirp_len": [1, 2]})", {}, {"max_chirp_len", "list"}},
+           {R"({"max_chirp_len": 1, "max_chirp_len": 2})", {}, {"max_chirp_len", "twice"}},
+           {"{\n  \"max_chirp_len\": x}", {}, {"line 2", "column"}},
+           {R"({"max_chirp_lem": 1})", {}, {"nearest is max_chirp_len"}},
        }) {
     for (const auto& word : c.named) {
       EXPECT_THAT(refusal(c.profile, c.assignments), HasSubstr(word)) << c.profile;

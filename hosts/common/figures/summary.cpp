@@ -32,8 +32,4 @@ double summary_t::freq_avg() const {
   return count_ == 0 ? unknown : frequency_sum_ / static_cast<double>(count_);
 }
 
-double power_dbm(double squares, std::uint64_t sample_count, double impedance) {
-  return 10.0 * std::log10(squares / static_cast<double>(sample_count) / (2.0 * impedance) * 1e3);
-}
-
 }  // namespace orn::fmcw_host

@@ -3,9 +3,6 @@
 #include "common/figures/chirp.h"
 
 #include <cstdint>
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace orn::fmcw_host {
 
@@ -26,9 +23,5 @@ class summary_t {
   double switching_mean_ = 0.0;
   double switching_squares_ = 0.0;  ///< squared distances from the mean, summed
 };
-
-/// 10 log10(mean |x|^2 / 2R * 1000) [dBm] of samples that are peak voltages; -infinity for silence,
-/// NaN for none.
-double power_dbm(double squares, std::uint64_t sample_count, double impedance);
 
 }  // namespace orn::fmcw_host

@@ -1,7 +1,5 @@
 #include "common/spans/frame_plan.h"
 
-#include "common/errors.h"
-
 #include <limits>
 
 namespace orn::fmcw_host {
@@ -47,6 +45,25 @@ frame_plan_t plan_frames(const settings_t& settings, std::uint64_t sample_count)
   plan.length = static_cast<std::uint64_t>(frame_samples) - 1;
   plan.count = static_cast<std::uint64_t>(frames);
   return plan;
+}
+
+fmcw_demod_lib::fmcw_advanced_config_t one_frame(const fmcw_demod_lib::fmcw_demod_config_t& record,
+                                                 std::uint64_t sample_count) {
+  fmcw_demod_lib::fmcw_advanced_config_t advanced = record.advanced;
+  advanced.time_auto_mode = fmcw_demod_lib::fmcw_auto_detect_t::whole_capture;
+  advanced.from_start = 0.0;
+  advanced.from_end = 0.0;
+  advanced.time_gate_len = 2.0 * static_cast<double>(sample_count) / record.fs;
+  return advanced;
+}
+
+run_error_t no_span_error(const settings_t& settings, std::uint64_t sample_count) {
+  const manager_t& manager = settings.manager;
+  return run_error_t(
+      "the settings leave no span to analyse: from_start {}, from_end {}, meas_time {} s, "
+      "time_gate_len {} s, {} samples at {} Hz",
+      manager.get_from_start(), manager.get_from_end(), manager.get_meas_time(),
+      manager.get_time_gate_len(), sample_count, manager.get_fs());
 }
 
 }  // namespace orn::fmcw_host

@@ -12,16 +12,10 @@ namespace orn::fmcw_host {
 namespace {
 
 constexpr std::uint64_t usual_own = std::uint64_t{1} << 21;
-constexpr std::uint64_t most_indexed = (std::uint64_t{1} << 31) - 1;  // the library's indices
-
-std::uint64_t memory_of_machine() {
-  return static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) *
-         static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-}
 
 void check(const layout_t& layout, const settings_t& settings) {
   const std::uint64_t longest = layout.longest();
-  if (longest <= most_indexed && bytes_of_span(longest) <= memory_of_machine()) {
+  if (longest <= most_indexed_samples && bytes_of_span(longest) <= memory_of_machine()) {
     return;
   }
   const bool frames = layout.frame_length > 0;
@@ -37,7 +31,7 @@ void check(const layout_t& layout, const settings_t& settings) {
 layout_t lay_out_spans(const settings_t& settings) {
   const double samples = settings.manager.get_max_chirp_len() * settings.manager.get_fs();
   const auto longest_chirp =
-      static_cast<std::uint64_t>(std::ceil(std::min(samples, static_cast<double>(most_indexed))));
+      static_cast<std::uint64_t>(std::ceil(std::min(samples, static_cast<double>(most_indexed_samples))));
   layout_t layout;
   layout.lead = longest_chirp + longest_chirp / 4 + seam_margin;
   layout.tail = layout.lead;
@@ -47,6 +41,9 @@ layout_t lay_out_spans(const settings_t& settings) {
 
 layout_t lay_out_frames(const settings_t& settings, std::uint64_t sample_count) {
   const frame_plan_t plan = plan_frames(settings, sample_count);
+  if (plan.start == plan.end) {
+    throw no_span_error(settings, sample_count);
+  }
   layout_t layout;
   layout.uncovered = sample_count - std::min(plan.end - plan.start, plan.length * plan.count);
   layout.frame_length = std::max<std::uint64_t>(plan.length, 1);
@@ -79,6 +76,11 @@ layout_t lay_out(const settings_t& settings, std::optional<std::uint64_t> sample
                               : lay_out_spans(settings);
   check(layout, settings);
   return layout;
+}
+
+std::uint64_t memory_of_machine() {
+  return static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) *
+         static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
 }
 
 // Samples, both frequencies and the phase in double, five traces and two slopes in float, and what

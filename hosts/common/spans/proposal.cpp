@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -133,6 +134,37 @@ proposal_t propose(std::span<const sample_t> samples, double rate) {
     return proposal;
   }
   return propose_at(samples, rate, doublings);
+}
+
+proposal_t propose(sample_source_t& source, double rate, std::vector<sample_t>& read) {
+  proposal_t proposal;
+  read.clear();
+  for (std::uint64_t wanted = first_look; wanted <= longest_look; wanted *= 4) {
+    const std::size_t held = read.size();
+    read.resize(static_cast<std::size_t>(wanted));
+    read.resize(held + source.read(std::span(read).subspan(held)));
+    proposal = propose(read, rate);
+    const bool enough = !proposal.chosen.empty() && proposal.chosen.front().count >= enough_chirps;
+    if (enough || read.size() < wanted) {
+      break;
+    }
+  }
+  return proposal;
+}
+
+replay_source_t::replay_source_t(std::vector<sample_t> read, sample_source_t& rest)
+    : read_(std::move(read)), rest_(rest) {}
+
+std::size_t replay_source_t::read(std::span<sample_t> out) {
+  const std::size_t again = std::min(out.size(), read_.size() - position_);
+  std::copy_n(read_.begin() + static_cast<std::ptrdiff_t>(position_), again, out.begin());
+  position_ += again;
+  if (again == out.size()) {
+    return again;
+  }
+  read_ = {};
+  position_ = 0;
+  return again + rest_.read(out.subspan(again));
 }
 
 std::string group_text(const candidate_group_t& group) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/capture/sample_source.h"
 #include "common/spans/candidates.h"
 
 #include <fmcw_demod/types.h>
@@ -34,6 +35,24 @@ constexpr std::uint64_t enough_chirps = 3;
 /// a rate declared higher. Values are rounded to three digits, so that what is printed is what is
 /// used.
 proposal_t propose(std::span<const fmcw_demod_lib::sample_t> samples, double rate);
+
+/// The same from the first samples of a source, as many as it takes.
+/// read  gets the samples that were read, for replay_source_t
+proposal_t propose(sample_source_t& source, double rate, std::vector<fmcw_demod_lib::sample_t>& read);
+
+/// A source whose first samples were read already: hands those out again, then the others.
+class replay_source_t : public sample_source_t {
+ public:
+  /// `rest` must outlive the source.
+  replay_source_t(std::vector<fmcw_demod_lib::sample_t> read, sample_source_t& rest);
+
+  std::size_t read(std::span<fmcw_demod_lib::sample_t> out) override;
+
+ private:
+  std::vector<fmcw_demod_lib::sample_t> read_;  ///< emptied once they are handed out
+  std::size_t position_ = 0;
+  sample_source_t& rest_;
+};
 
 /// How often the rate has to be doubled for the library's dead zone of 100 Hz/s per sample to be
 /// negligible: until |slope| reaches 2^30 Hz/s.

@@ -13,7 +13,7 @@
 namespace orn::fmcw_host {
 
 /// How far an analysis has come.
-struct progress_t {
+struct analysis_progress_t {
   std::uint64_t done = 0;              ///< samples
   std::optional<std::uint64_t> total;  ///< of all segments; nothing: not known
   double seconds = 0.0;                ///< since the start
@@ -32,7 +32,7 @@ struct recording_totals_t {
 /// stops the analysis and leaves it.
 struct listener_t {
   std::function<void(const chirp_t&)> on_chirp;        ///< each chirp, in order
-  std::function<void(const progress_t&)> on_progress;  ///< after each span; may be empty
+  std::function<void(const analysis_progress_t&)> on_progress;  ///< after each span; may be empty
 };
 
 /// The analysis of a recording, a segment at a time: finds and measures every chirp once, in spans
@@ -61,7 +61,7 @@ class recording_analysis_t {
   listener_t listener_;
   chirp_joiner_t joiner_;
   recording_totals_t totals_;
-  progress_t progress_;
+  analysis_progress_t progress_;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 

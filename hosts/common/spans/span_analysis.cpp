@@ -1,5 +1,7 @@
 #include "common/spans/span_analysis.h"
 
+#include "common/spans/frame_plan.h"
+
 #include <fmcw_demod/engine.h>
 #include <fmcw_demod/parameters.h>
 
@@ -134,18 +136,15 @@ fmcw_demod_config_t span_analyzer_t::record_for(const span_t& span,
                                                 std::size_t sample_count) const {
   fmcw_demod_config_t record = record_;
   auto& advanced = record.advanced;
-  const auto samples = static_cast<double>(sample_count);
   if (as_frames_ && layout_.own > layout_.frames_per_span * layout_.frame_length) {
     return record;  // the segment is one span
   }
-  advanced.time_auto_mode = fmcw_auto_detect_t::whole_capture;
-  advanced.from_end = 0.0;
-  advanced.from_start = 0.0;
+  advanced = one_frame(record, sample_count);
   if (as_frames_) {
+    advanced.time_gate_len = record_.advanced.time_gate_len;
     // Half a sample more makes the library's truncation come out at the lead.
-    advanced.from_start = (static_cast<double>(span.own_begin - span.first) + 0.5) / samples;
-  } else {
-    advanced.time_gate_len = 2.0 * samples / record.fs;  // longer than the span: one frame
+    advanced.from_start = (static_cast<double>(span.own_begin - span.first) + 0.5) /
+                          static_cast<double>(sample_count);
   }
   return record;
 }

@@ -1,13 +1,15 @@
 #include "analyze.h"
 
+#include "commands.h"
+#include "common/output/output_file.h"
 #include "errors.h"
-#include "output_file.h"
 #include "report.h"
 #include "settings.h"
 
 #include <common_log/logger_system.h>
 
 #include <iostream>
+#include <memory>
 
 #include <unistd.h>
 
@@ -15,6 +17,7 @@ namespace fmcw_cli {
 namespace {
 
 using namespace orn::fmcw_demod_lib;
+using orn::fmcw_host::write_output;
 
 /// Shows the library's log entries on one line of the terminal while it lives.
 class progress_line_t {
@@ -90,7 +93,7 @@ void analyze(const analyze_call_t& call) {
   if (call.json_file == "-" && call.csv_file == "-") {
     throw input_error("--json and --csv cannot both be '-'; standard output takes one of them");
   }
-  capture_t capture = read_capture(call.capture, call.raw);
+  capture_t capture = read_capture(call.capture.path, call.capture.options);
   const manager_t settings = settings_for(call, capture);
   fmcw_measure_result_t result;
   run(capture, settings.get_demod_config(), result);
@@ -112,6 +115,27 @@ void analyze(const analyze_call_t& call) {
     std::cout << '\n';
     print_summary(std::cout, analysis);
   }
+}
+
+void describe_analyze(CLI::App& app) {
+  auto* const command = app.add_subcommand("analyze", "Find and measure the chirps of a capture");
+  const auto call = std::make_shared<analyze_call_t>();
+  describe_capture(*command, call->capture);
+  command->add_option("--settings", call->settings.file,
+                      "JSON file of settings, {\"name\": value}");
+  command
+      ->add_option("--set", call->settings.assignments, "One setting, name=value; may be repeated")
+      ->allow_extra_args(false)
+      ->take_all();
+  command->add_flag("--all", call->all_fields, "Show every field of every chirp");
+  command->add_flag("--truth", call->against_truth,
+                    "Compare with the chirps annotated in a synthetic recording");
+  command->add_flag("--report", call->report, "Print the library's own text of the result instead");
+  command->add_option("--json", call->json_file, "Write everything as JSON ('-': standard output)");
+  command->add_option("--csv", call->csv_file, "Write the chirps as CSV ('-': standard output)");
+  command->add_flag("--no-traces", call->without_traces,
+                    "Leave traces and spectrogram out of the JSON");
+  command->callback([call] { analyze(*call); });
 }
 
 }  // namespace fmcw_cli

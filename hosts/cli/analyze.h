@@ -1,6 +1,7 @@
 #pragma once
 
 #include "capture.h"
+#include "commands.h"
 #include "settings.h"
 
 #include <string>
@@ -9,8 +10,7 @@ namespace fmcw_cli {
 
 /// The call of `fmcw analyze`.
 struct analyze_call_t {
-  std::string capture;
-  raw_format_t raw;
+  capture_call_t capture;
   settings_source_t settings;
   bool all_fields = false;
   bool against_truth = false;

@@ -1,5 +1,6 @@
 #include "settings.h"
 
+#include "commands.h"
 #include "errors.h"
 #include "table.h"
 
@@ -9,6 +10,7 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -277,6 +279,14 @@ void print_settings(bool as_json) {
                std::string(setting.meaning)});
   }
   std::cout << table;
+}
+
+void describe_settings(CLI::App& app) {
+  auto* const command =
+      app.add_subcommand("settings", "Show every setting with default, unit, limits and meaning");
+  const auto as_json = std::make_shared<bool>(false);
+  command->add_flag("--json", *as_json, "As JSON");
+  command->callback([as_json] { print_settings(*as_json); });
 }
 
 }  // namespace fmcw_cli

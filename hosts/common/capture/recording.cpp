@@ -69,20 +69,27 @@ class piped_source_t : public sample_source_t {
   float gain_;
 };
 
-double checked_rate(const opened_files_t& files, const read_options_t& options) {
-  if (!files.sample_rate && !options.sample_rate) {
-    throw input_error_t("{}: has no sample rate; give it with --fs, in Hz", files.name);
-  }
-  if (files.sample_rate && options.sample_rate && *files.sample_rate != *options.sample_rate) {
-    throw input_error_t("{}: has a sample rate of {} Hz; --fs cannot make it {} Hz", files.name,
-                        *files.sample_rate, *options.sample_rate);
-  }
-  const double rate = files.sample_rate ? *files.sample_rate : *options.sample_rate;
-  // The library's stream holds the rate in single precision.
+/// A rate that the library can take: its stream holds it in single precision.
+void check_rate(const std::string& source, double rate) {
   if (!(rate >= std::numeric_limits<float>::min() && rate <= std::numeric_limits<float>::max())) {
-    throw input_error_t("{}: sample rate {} Hz cannot be; allowed are rates above 0 Hz",
-                        files.sample_rate ? files.name : "--fs", rate);
+    throw input_error_t("{}: sample rate {} Hz cannot be; allowed are rates above 0 Hz", source,
+                        rate);
   }
+}
+
+double rate_of(const opened_files_t& files, const std::optional<double>& given) {
+  if (!files.sample_rate && !given) {
+    throw input_error_t("{}: {}; give its sample rate with --fs, in Hz", files.name,
+                        files.global.find("core:datatype") != nullptr
+                            ? "core:sample_rate is missing"
+                            : "tells no sample rate");
+  }
+  if (files.sample_rate && given && *files.sample_rate != *given) {
+    throw input_error_t("{}: has a sample rate of {} Hz; --fs cannot make it {} Hz", files.name,
+                        *files.sample_rate, *given);
+  }
+  const double rate = files.sample_rate ? *files.sample_rate : *given;
+  check_rate(files.name, rate);
   return rate;
 }
 
@@ -171,18 +178,21 @@ struct recording_t::state_t {
 };
 
 recording_t recording_t::open(const std::string& path, const read_options_t& options) {
+  if (options.sample_rate) {
+    check_rate("--fs", *options.sample_rate);
+  }
   auto state = std::make_unique<state_t>();
+  state->gain = checked_gain(options.full_scale);
   state->files = open_files(path, options.format);
   const opened_files_t& files = state->files;
   recording_info_t& info = state->info;
   info.name = path;
   info.format = files.format;
   info.datatype = files.encoding;
-  info.sample_rate = checked_rate(files, options);
+  info.sample_rate = rate_of(files, options.sample_rate);
   info.full_scale = options.full_scale;
   info.notes = files.notes;
   info.annotation_count = files.annotation_count;
-  state->gain = checked_gain(options.full_scale);
   if (files.highest_code != 0.0F) {
     info.clip_levels = clip_levels_t{-state->gain, files.highest_code * state->gain};
   }
@@ -257,6 +267,8 @@ const json_value_t& recording_t::global_fields() const { return state_->files.gl
 const json_value_t& recording_t::segment_fields(std::size_t segment) const {
   return state_->files.segment_fields[state_->parts.at(segment).segment];
 }
+
+std::vector<std::string> recording_t::files() const { return paths_of(state_->files); }
 
 void recording_t::verify_checksum() const { check_sha512(state_->files); }
 

@@ -79,6 +79,9 @@ class recording_t {
   const json_value_t& global_fields() const;
   const json_value_t& segment_fields(std::size_t segment) const;
 
+  /// The files it consists of; none for standard input.
+  std::vector<std::string> files() const;
+
   /// Compares the samples' file with its SHA-512 in the description. Throws input_error_t when they
   /// differ or none is given.
   void verify_checksum() const;

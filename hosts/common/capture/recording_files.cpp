@@ -185,6 +185,7 @@ opened_files_t open_sigmf(const std::string& path) {
   files.name = path;
   files.format = "SigMF";
   const std::string meta_path = stem + std::string(sigmf_meta_ending);
+  files.description_path = meta_path;
   const auto meta = std::make_shared<input_file_t>(meta_path, "a SigMF description");
   files.description_text = {[meta] { return meta->stream(0, meta->size()); }, meta_path};
   sigmf_description_t description = read_sigmf_description(files.description_text);
@@ -283,6 +284,17 @@ opened_files_t open_files(const std::string& path, const std::string& format) {
                         sigmf_meta_ending);
   }
   return open_raw(path, format);
+}
+
+std::vector<std::string> paths_of(const opened_files_t& files) {
+  std::vector<std::string> paths;
+  if (files.data != nullptr) {
+    paths.push_back(files.data->path());
+  }
+  if (!files.description_path.empty()) {
+    paths.push_back(files.description_path);
+  }
+  return paths;
 }
 
 void check_sha512(const opened_files_t& files) {

@@ -23,6 +23,7 @@ struct opened_files_t {
   std::vector<segment_t> segments;
   std::vector<json_value_t> segment_fields;  ///< of each segment
   json_value_t global;                       ///< of the description
+  std::string description_path;              ///< its file; empty: none, or in the archive
   sigmf_text_t description_text;             ///< SigMF only
   std::uint64_t annotation_count = 0;
   std::unique_ptr<sample_store_t> store;     ///< null: standard input
@@ -38,6 +39,9 @@ struct opened_files_t {
 /// format  of raw samples or "wav"; empty: by the name
 /// Throws input_error_t.
 opened_files_t open_files(const std::string& path, const std::string& format);
+
+/// The files it consists of; none for standard input.
+std::vector<std::string> paths_of(const opened_files_t& files);
 
 /// Throws input_error_t when the dataset differs from the promised SHA-512, or none is promised.
 void check_sha512(const opened_files_t& files);

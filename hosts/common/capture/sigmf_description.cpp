@@ -123,6 +123,9 @@ void read_global(const json_value_t& object, const std::string& source,
     global.refuse("core:num_channels", "1");
   }
   description.sample_rate = global.number("core:sample_rate");
+  if (!(description.sample_rate.value_or(1.0) > 0.0)) {
+    global.refuse("core:sample_rate", "a rate above 0 Hz");
+  }
   description.offset = global.whole("core:offset").value_or(0);
   description.trailing_bytes = global.whole("core:trailing_bytes").value_or(0);
   description.metadata_only = global.flag("core:metadata_only");

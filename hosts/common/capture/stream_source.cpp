@@ -74,6 +74,10 @@ std::size_t stream_source_t::read_bytes(std::span<std::byte> out) {
     filled += static_cast<std::size_t>(got);
   }
   bytes_read_ += filled;
+  if (bytes_read_ == 0) {
+    throw input_error_t("{}: holds no samples; expected at least one of {} bytes", name_,
+                        type_.sample_bytes);
+  }
   if (filled % type_.sample_bytes != 0) {
     throw input_error_t(
         "{}: {} bytes is the wrong size; allowed is a multiple of {} bytes, one {} sample", name_,

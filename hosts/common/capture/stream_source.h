@@ -21,7 +21,8 @@ class stream_source_t : public sample_source_t {
   stream_source_t(int descriptor, std::string name, const datatype_t& type, std::uint64_t skip,
                   std::optional<std::uint64_t> count);
 
-  /// Throws input_error_t when the pipe ends within a sample or before the first one wanted.
+  /// Throws input_error_t when the pipe holds nothing, or ends within a sample or before the
+  /// first one wanted.
   std::size_t read(std::span<fmcw_demod_lib::sample_t> out) override;
 
  private:

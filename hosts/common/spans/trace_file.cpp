@@ -4,6 +4,7 @@
 #include "common/output/npz_writer.h"
 #include "common/settings/setting_table.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>

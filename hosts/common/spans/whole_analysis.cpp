@@ -23,7 +23,7 @@ void scale(std::vector<float>& values, int exponent) {
   }
 }
 
-void scale_back(fmcw_measure_result_t& result, std::uint32_t rate_doublings) {
+void scale_result_back(fmcw_measure_result_t& result, std::uint32_t rate_doublings) {
   const auto n = static_cast<int>(rate_doublings);
   for (fmcw_chirp_result_t& chirp : result.chirp_results) {
     scale_back(chirp, rate_doublings);
@@ -83,7 +83,7 @@ fmcw_measure_result_t analyze_whole(const settings_t& settings, std::vector<samp
   if (result.summary_valid == 0) {
     throw no_span_error(settings, stream.samples.size());
   }
-  scale_back(result, settings.rate_doublings);
+  scale_result_back(result, settings.rate_doublings);
   return result;
 }
 

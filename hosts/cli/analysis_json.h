@@ -11,8 +11,8 @@
 
 namespace fmcw_cli {
 
-/// An analysis as JSON, written as it comes: "capture", "settings" (a profile), "chirps" (a row each)
-/// and, at the end, "summary".
+/// An analysis as JSON, written as it comes: "capture", "settings" (a profile), "chirps" (a row
+/// each) and, at the end, "summary".
 class analysis_json_t {
  public:
   analysis_json_t(std::ostream& out, const orn::fmcw_host::recording_t& recording,

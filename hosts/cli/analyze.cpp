@@ -1,15 +1,12 @@
-#include "analysis_json.h"
-#include "chirp_table.h"
 #include "commands.h"
 #include "common/capture/statistics.h"
-#include "common/figures/chirp_csv.h"
-#include "common/figures/summary.h"
 #include "common/output/output_file.h"
 #include "common/spans/recording_analysis.h"
 #include "common/spans/trace_file.h"
 #include "common/spans/whole_analysis.h"
 #include "errors.h"
 #include "measurement.h"
+#include "outputs.h"
 #include "program.h"
 #include "progress.h"
 #include "table.h"
@@ -38,98 +35,29 @@ struct analyze_call_t {
   settings_source_t settings;
   bool automatic = false;
   bool frames = false;
-  bool all_figures = false;
-  bool only_selected = false;
-  bool against_truth = false;
   bool report = false;
   unsigned jobs = 0;  ///< 0: one for each processor
   std::string progress;
-  std::string json_file;
-  std::string csv_file;
+  output_choice_t outputs;
   std::string traces;
   std::string trace_file;
 };
 
-/// Everything that takes the rows of a run, as they come.
-class outputs_t {
- public:
-  outputs_t(const analyze_call_t& call, const measurement_t& measurement)
-      : only_selected_(call.only_selected) {
-    const recording_t& recording = measurement.recording;
-    const auto& segments = recording.segments();
-    const bool with_rf = std::any_of(segments.begin(), segments.end(),
-                                     [](const segment_t& s) { return s.centre.has_value(); });
-    if (!call.json_file.empty()) {
-      json_file_.emplace(call.json_file);
-      json_.emplace(json_file_->stream(), recording, measurement.settings);
-    }
-    if (!call.csv_file.empty()) {
-      csv_file_.emplace(call.csv_file);
-      csv_.emplace(csv_file_->stream(), recording.info().name, with_rf);
-    }
-    if (call.against_truth) {
-      collected_.emplace();
-    } else if (call.json_file != "-" && call.csv_file != "-") {
-      table_.emplace(std::cout, recording.info().sample_rate, call.all_figures, with_rf);
-    }
-  }
-
-  void add(const chirp_t& chirp) {
-    summary_.add(chirp);
-    if (only_selected_ && !chirp.selected) {
-      return;
-    }
-    if (json_) {
-      json_->add(chirp);
-    }
-    if (csv_) {
-      csv_->add(chirp);
-    }
-    if (table_) {
-      table_->add(chirp);
-    }
-    if (collected_) {
-      collected_->push_back(chirp);
-    }
-  }
-
-  void finish(const recording_totals_t& totals, double impedance) {
-    if (json_) {
-      json_->finish(summary_, totals, impedance);
-      json_file_->commit();
-    }
-    if (csv_) {
-      csv_file_->commit();
-    }
-    if (table_) {
-      table_->finish();
-    }
-  }
-
-  const summary_t& summary() const { return summary_; }
-  const std::vector<chirp_t>& collected() const { return *collected_; }
-
- private:
-  bool only_selected_;
-  summary_t summary_;
-  std::optional<output_file_t> json_file_;
-  std::optional<analysis_json_t> json_;
-  std::optional<output_file_t> csv_file_;
-  std::optional<chirp_csv_t> csv_;
-  std::optional<chirp_table_t> table_;
-  std::optional<std::vector<chirp_t>> collected_;
-};
-
 void check(const analyze_call_t& call) {
-  const std::array inputs = {call.capture.path, call.settings.file};
-  const std::array outputs = {call.json_file, call.csv_file, call.trace_file};
-  check_outputs(inputs, outputs);
   if (call.automatic && call.frames) {
     throw input_error("--auto and --frames cannot both be given; allowed is one of them");
   }
-  if (call.report && (call.against_truth || !call.json_file.empty() || !call.csv_file.empty())) {
+  if (call.report && (call.outputs.against_truth || !call.outputs.json_file.empty() ||
+                      !call.outputs.csv_file.empty())) {
     throw input_error("--report cannot be combined with --json, --csv or --truth");
   }
+}
+
+void check_files(const analyze_call_t& call, const recording_t& recording) {
+  std::vector<std::string> inputs = recording.files();
+  inputs.push_back(call.settings.file);
+  const std::array outputs = {call.outputs.json_file, call.outputs.csv_file, call.trace_file};
+  check_outputs(inputs, outputs);
 }
 
 settings_source_t source_of(const analyze_call_t& call) {
@@ -197,10 +125,11 @@ void write_trace_file(const analyze_call_t& call, const measurement_t& measureme
 void tell_totals(const measurement_t& measurement, const recording_totals_t& totals) {
   const double rate = measurement.recording.info().sample_rate;
   if (totals.nonfinite_count > 0) {
-    tell(fmt::format("{} samples are not finite and were cut out, the first is sample {} ({:.9g} s)",
-                     totals.nonfinite_count, *totals.first_nonfinite,
-                     static_cast<double>(*totals.first_nonfinite) / rate)
-             .c_str());
+    tell(
+        fmt::format("{} samples are not finite and were cut out, the first is sample {} ({:.9g} s)",
+                    totals.nonfinite_count, *totals.first_nonfinite,
+                    static_cast<double>(*totals.first_nonfinite) / rate)
+            .c_str());
   }
   if (totals.uncovered_count > 0) {
     tell(fmt::format("{} samples ({:.6g} s) are covered by no frame", totals.uncovered_count,
@@ -237,9 +166,7 @@ void analyze(analyze_call_t call) {
   }
   check(call);
   measurement_t measurement = prepare_measurement(call.capture, source_of(call));
-  if (!measurement.proposal.assignments.empty() || measurement.looked_segment > 0) {
-    tell(proposal_text(measurement.proposal).c_str());
-  }
+  check_files(call, measurement.recording);
   if (!call.traces.empty()) {
     write_trace_file(call, measurement);
   }
@@ -247,16 +174,19 @@ void analyze(analyze_call_t call) {
     std::cout << analyze_whole(measurement.settings, read_whole(measurement), true);
     return;
   }
-  outputs_t outputs(call, measurement);
+  outputs_t outputs(call.outputs, measurement);
+  if (!measurement.proposal.assignments.empty() || measurement.looked_segment > 0) {
+    tell(proposal_text(measurement.proposal).c_str());
+  }
   const recording_totals_t totals = run(call, measurement, outputs);
   outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance);
   tell_totals(measurement, totals);
   bool all_found = true;
-  if (call.against_truth) {
+  if (call.outputs.against_truth) {
     all_found = print_against_truth(std::cout, measurement.recording, measurement.settings,
                                     outputs.collected());
   }
-  if (call.json_file != "-" && call.csv_file != "-") {
+  if (!takes_stdout(call.outputs)) {
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }
@@ -282,14 +212,16 @@ void describe_analyze(CLI::App& app) {
                    "line (the default, on a terminal) or json: a line of JSON after each span, on "
                    "stderr")
       ->check(CLI::IsMember({"line", "json"}));
-  command->add_flag("--all", call->all_figures, "Show every figure of every chirp");
-  command->add_flag("--selected", call->only_selected,
+  command->add_flag("--all", call->outputs.all_figures, "Show every figure of every chirp");
+  command->add_flag("--selected", call->outputs.only_selected,
                     "Only the chirps that chirp_start and chirp_count select");
-  command->add_flag("--truth", call->against_truth,
+  command->add_flag("--truth", call->outputs.against_truth,
                     "Compare with the chirps annotated in a synthetic recording");
   command->add_flag("--report", call->report, "Print the library's own text of the result instead");
-  command->add_option("--json", call->json_file, "Write everything as JSON ('-': standard output)");
-  command->add_option("--csv", call->csv_file, "Write the chirps as CSV ('-': standard output)");
+  command->add_option("--json", call->outputs.json_file,
+                      "Write everything as JSON ('-': standard output)");
+  command->add_option("--csv", call->outputs.csv_file,
+                      "Write the chirps as CSV ('-': standard output)");
   command->add_option("--traces", call->traces,
                       "Write frequency,power,phase,spectrogram (or some) as .npz");
   command->add_option("--npz", call->trace_file, "Where --traces go; default: CAPTURE.npz");

@@ -80,8 +80,8 @@ void chirp_table_t::put_block() {
     return;
   }
   any_ = true;
-  const bool flagged =
-      std::any_of(held_.begin(), held_.end(), [](const chirp_t& chirp) { return chirp.flags != 0; });
+  const bool flagged = std::any_of(held_.begin(), held_.end(),
+                                   [](const chirp_t& chirp) { return chirp.flags != 0; });
   std::vector<std::string> head = {"#"};
   std::vector<std::vector<std::string>> columns;
   for (const figure_t* figure : figures_) {
@@ -97,7 +97,7 @@ void chirp_table_t::put_block() {
       row.push_back(cells[i]);
     }
     if (flagged) {
-      row.push_back(flag_words(held_[i]));
+      row.push_back(held_[i].flags != 0 ? flag_words(held_[i]) : "-");
     }
     table.add(std::move(row));
   }

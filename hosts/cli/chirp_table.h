@@ -9,8 +9,8 @@
 
 namespace fmcw_cli {
 
-/// A table of chirps for people. Rows are held until there are enough to choose units and widths by,
-/// so any number of them takes little memory.
+/// A table of chirps for people. Rows are held until there are enough to choose units and widths
+/// by, so any number of them takes little memory.
 class chirp_table_t {
  public:
   /// rate         of the recording [Hz]; starts are shown to a sample

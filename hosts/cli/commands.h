@@ -18,7 +18,8 @@ struct capture_call_t {
 void describe_capture(CLI::App& command, capture_call_t& call);
 
 // Each adds a command to the program; parsing the command line runs it. Commands throw
-// input_error_t and run_error_t, and CLI::RuntimeError with the exit status where they have said all.
+// input_error_t and run_error_t, and CLI::RuntimeError with the exit status where they have said
+// all.
 void describe_analyze(CLI::App& app);
 void describe_convert(CLI::App& app);
 void describe_info(CLI::App& app);

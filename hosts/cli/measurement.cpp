@@ -15,10 +15,13 @@ namespace {
 /// A replayed source that owns what it goes on with.
 class owning_replay_t : public sample_source_t {
  public:
-  owning_replay_t(std::vector<orn::fmcw_demod_lib::sample_t> read, std::unique_ptr<sample_source_t> rest)
+  owning_replay_t(std::vector<orn::fmcw_demod_lib::sample_t> read,
+                  std::unique_ptr<sample_source_t> rest)
       : rest_(std::move(rest)), replay_(std::move(read), *rest_) {}
 
-  std::size_t read(std::span<orn::fmcw_demod_lib::sample_t> out) override { return replay_.read(out); }
+  std::size_t read(std::span<orn::fmcw_demod_lib::sample_t> out) override {
+    return replay_.read(out);
+  }
 
  private:
   std::unique_ptr<sample_source_t> rest_;
@@ -59,8 +62,7 @@ measurement_t prepare_measurement(const capture_call_t& capture, const settings_
   }
   if (settings.search == search_t::automatic) {
     look(measurement);
-    measurement.proposal.assignments =
-        propose_settings(measurement.proposal.assignments, settings);
+    measurement.proposal.assignments = propose_settings(measurement.proposal.assignments, settings);
     settings.search = search_t::spans;
   }
   return measurement;

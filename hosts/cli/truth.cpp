@@ -51,8 +51,8 @@ std::vector<const chirp_t*> match(const std::vector<chirp_truth_t>& truth,
     while (chirp != chirps.end() && chirp->last_sample < wanted.sample_start) {
       ++chirp;
     }
-    for (auto next = chirp; next != chirps.end() && next->first_sample <
-                                                        wanted.sample_start + wanted.sample_count;
+    for (auto next = chirp;
+         next != chirps.end() && next->first_sample < wanted.sample_start + wanted.sample_count;
          ++next) {
       const std::uint64_t shared = shared_samples(wanted, *next);
       const bool is_better = matches[i] == nullptr || shared > shared_samples(wanted, *matches[i]);
@@ -76,8 +76,8 @@ constexpr std::array columns = {
     column_t{"start_s", [](const chirp_truth_t& t) { return t.start; }, true},
     column_t{"length_s", [](const chirp_truth_t& t) { return t.length; }, false},
     column_t{"slope_khz_per_us", [](const chirp_truth_t& t) { return t.slope * 1e-9; }, false},
-    column_t{"bandwidth_hz",
-             [](const chirp_truth_t& t) { return t.freq_upper - t.freq_lower; }, false},
+    column_t{"bandwidth_hz", [](const chirp_truth_t& t) { return t.freq_upper - t.freq_lower; },
+             false},
     column_t{"power_avg_dbm", [](const chirp_truth_t& t) { return t.power; }, false},
     column_t{"freq_dev_rms_hz", nullptr, false},
     column_t{"inl_peak", nullptr, false},
@@ -105,8 +105,8 @@ class comparison_t {
       }
       const bool scaled = column.truth != nullptr && (figure.unit == "s" || figure.unit == "Hz");
       scales_.emplace_back(std::string(figure.unit), scaled ? values : std::vector<double>());
-      head.push_back(fmt::format("{} [{}]", figure.title,
-                                 figure.unit.empty() ? "1" : scales_.back().unit));
+      head.push_back(
+          fmt::format("{} [{}]", figure.title, figure.unit.empty() ? "1" : scales_.back().unit));
     }
     table_.emplace(std::move(head));
   }
@@ -181,15 +181,15 @@ bool print_against_truth(std::ostream& out, const recording_t& recording,
   for (std::size_t i = 0; i < truth.size(); ++i) {
     if (matches[i] != nullptr) {
       comparison.add(i + 1, truth[i], *matches[i]);
-      worst_slope = std::max(
-          worst_slope, std::abs(matches[i]->figures.slope / (truth[i].slope * 1e-9) - 1.0));
+      worst_slope = std::max(worst_slope,
+                             std::abs(matches[i]->figures.slope / (truth[i].slope * 1e-9) - 1.0));
       continue;
     }
     const reason_t reason = reason_for(truth[i], recording, settings);
     all_found = all_found && reason.is_excused;
-    missing += fmt::format("chirp {} ({:.6g} to {:.6g} us): not measured, {}\n", i + 1,
-                           truth[i].start * 1e6, (truth[i].start + truth[i].length) * 1e6,
-                           reason.text);
+    missing +=
+        fmt::format("chirp {} ({:.6g} to {:.6g} us): not measured, {}\n", i + 1,
+                    truth[i].start * 1e6, (truth[i].start + truth[i].length) * 1e6, reason.text);
   }
   const auto found = static_cast<std::size_t>(
       std::count_if(matches.begin(), matches.end(), [](const chirp_t* chirp) { return chirp; }));

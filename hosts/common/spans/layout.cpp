@@ -30,8 +30,8 @@ void check(const layout_t& layout, const settings_t& settings) {
 
 layout_t lay_out_spans(const settings_t& settings) {
   const double samples = settings.manager.get_max_chirp_len() * settings.manager.get_fs();
-  const auto longest_chirp =
-      static_cast<std::uint64_t>(std::ceil(std::min(samples, static_cast<double>(most_indexed_samples))));
+  const auto longest_chirp = static_cast<std::uint64_t>(
+      std::ceil(std::min(samples, static_cast<double>(most_indexed_samples))));
   layout_t layout;
   layout.lead = longest_chirp + longest_chirp / 4 + seam_margin;
   layout.tail = layout.lead;

@@ -38,7 +38,8 @@ proposal_t propose(std::span<const fmcw_demod_lib::sample_t> samples, double rat
 
 /// The same from the first samples of a source, as many as it takes.
 /// read  gets the samples that were read, for replay_source_t
-proposal_t propose(sample_source_t& source, double rate, std::vector<fmcw_demod_lib::sample_t>& read);
+proposal_t propose(sample_source_t& source, double rate,
+                   std::vector<fmcw_demod_lib::sample_t>& read);
 
 /// A source whose first samples were read already: hands those out again, then the others.
 class replay_source_t : public sample_source_t {

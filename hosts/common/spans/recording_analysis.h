@@ -31,7 +31,7 @@ struct recording_totals_t {
 /// Who hears of an analysis. Every call comes from the thread that called analyze(); what it throws
 /// stops the analysis and leaves it.
 struct listener_t {
-  std::function<void(const chirp_t&)> on_chirp;        ///< each chirp, in order
+  std::function<void(const chirp_t&)> on_chirp;                 ///< each chirp, in order
   std::function<void(const analysis_progress_t&)> on_progress;  ///< after each span; may be empty
 };
 

@@ -21,9 +21,9 @@ struct trace_choice_t {
 /// Reads "frequency,power". Throws input_error_t naming what is allowed.
 trace_choice_t parse_traces(const std::string& text);
 
-/// Writes traces as `.npz`: `time_s` with `frequency_hz`, `power_dbm` and `phase_rad`, one element a
-/// sample; `spectrogram_db` (rows in time) with `spectrogram_time_s` and `spectrogram_frequency_hz`.
-/// Times count from `start` [s]. Throws run_error_t.
+/// Writes traces as `.npz`: `time_s` with `frequency_hz`, `power_dbm` and `phase_rad`, one element
+/// a sample; `spectrogram_db` (rows in time) with `spectrogram_time_s` and
+/// `spectrogram_frequency_hz`. Times count from `start` [s]. Throws run_error_t.
 void write_traces(std::ostream& out, const fmcw_demod_lib::fmcw_measure_result_t& result,
                   const trace_choice_t& choice, double start, double rate);
 

@@ -317,8 +317,8 @@ TEST(Analysis, StopsWhereItsSourceOrListenerThrows) {
 
   vector_source_t source(samples);
   recording_analysis_t stopped(
-      settings, 3, {[](const chirp_t&) {}, [](const analysis_progress_t&) { throw run_error_t("enough"); }},
-      {});
+      settings, 3,
+      {[](const chirp_t&) {}, [](const analysis_progress_t&) { throw run_error_t("enough"); }}, {});
   EXPECT_THROW(stopped.analyze(segment, source), run_error_t);
 }
 

@@ -84,7 +84,7 @@ recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, o
       measurement.settings, jobs,
       {[&](const chirp_t& chirp) { outputs.add(chirp); },
        [&](const analysis_progress_t& state) { progress.show(state.done); }},
-      total);
+      total, measurement.proposal.coverage);
   const auto& segments = measurement.recording.segments();
   for (std::size_t i = 0; i < segments.size(); ++i) {
     const auto source = measurement.source(i);
@@ -129,6 +129,14 @@ void tell_totals(const measurement_t& measurement, const recording_totals_t& tot
         fmt::format("{} samples are not finite and were cut out, the first is sample {} ({:.9g} s)",
                     totals.nonfinite_count, *totals.first_nonfinite,
                     static_cast<double>(*totals.first_nonfinite) / rate)
+            .c_str());
+  }
+  for (const change_t& change : totals.changes) {
+    const double seconds = static_cast<double>(change.first_sample) / rate;
+    tell(
+        fmt::format("about {:.6g} s on: {}, which these settings leave out; look there with --from "
+                    "{}",
+                    seconds, group_text(change.others), change.first_sample)
             .c_str());
   }
   if (totals.uncovered_count > 0) {

@@ -118,9 +118,11 @@ TEST_F(Fmcw, MeasuresRecordingsMadeByOthers) {
   }
   // Five chirps of 0.3 s and 14 kHz end to end; the first has no switching point before it.
   for (const char* const settings :
-       {"", " --set meas_time=2 --set time_gate_len=2 --set min_chirp_len=0.2 --set "
-            "max_chirp_len=0.4"}) {
-    const json chirps = analyze(fmt::format("'{}' --fs 48000{}", room.string(), settings))["chirps"];
+       {"",
+        " --set meas_time=2 --set time_gate_len=2 --set min_chirp_len=0.2 --set "
+        "max_chirp_len=0.4"}) {
+    const json chirps =
+        analyze(fmt::format("'{}' --fs 48000{}", room.string(), settings))["chirps"];
     ASSERT_EQ(chirps.size(), 4U) << settings;
     for (const json& chirp : chirps) {
       EXPECT_NEAR(chirp["slope_khz_per_us"].get<double>(), 4.6666667e-5, 0.005 * 4.6666667e-5);
@@ -128,8 +130,9 @@ TEST_F(Fmcw, MeasuresRecordingsMadeByOthers) {
   }
   // Eight preamble chirps of 8192 samples, then symbols of other shapes.
   for (const char* const settings :
-       {"", " --set meas_time=1 --set time_gate_len=1 --set min_chirp_len=0.9ms --set "
-            "max_chirp_len=1.1ms"}) {
+       {"",
+        " --set meas_time=1 --set time_gate_len=1 --set min_chirp_len=0.9ms --set "
+        "max_chirp_len=1.1ms"}) {
     const json chirps =
         analyze(fmt::format("'{}' --fs 8e6{}", modulator.string(), settings))["chirps"];
     ASSERT_GE(chirps.size(), 8U) << settings;

@@ -101,6 +101,9 @@ proposal_t propose_at(std::span<const sample_t> samples, double rate, std::uint3
     return proposal;
   }
   choose(proposal, group_candidates(candidates));
+  for (const candidate_group_t& group : proposal.chosen) {
+    proposal.coverage += group.total_time * rate / static_cast<double>(samples.size());
+  }
   const limits_t limits = limits_around(proposal.chosen, candidates);
   const double offset = proposal.chosen.front().duration / 8.0;
   proposal.assignments = {assignment("max_chirp_len", limits.longest, "s"),

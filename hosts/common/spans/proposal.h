@@ -17,6 +17,7 @@ struct proposal_t {
   std::vector<candidate_group_t> chosen;    ///< none: nothing found; two: up and down are alike
   std::vector<candidate_group_t> left_out;  ///< those next to them in total time, at most three
   std::vector<std::string> assignments;     ///< "max_chirp_len=148us", in the order to apply
+  double coverage = 0.0;                    ///< share of the time that the chosen ones take
 };
 
 /// Samples that a proposal looks at first, and at most where that shows fewer than three chirps.

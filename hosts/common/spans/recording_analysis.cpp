@@ -19,8 +19,12 @@ namespace {
 class span_pool_t {
  public:
   span_pool_t(const settings_t& settings, const layout_t& layout, sample_source_t& source,
-              unsigned jobs)
-      : settings_(settings), layout_(layout), reader_(layout, source), ahead_limit_(4U * jobs) {
+              unsigned jobs, double coverage)
+      : settings_(settings),
+        layout_(layout),
+        coverage_(coverage),
+        reader_(layout, source),
+        ahead_limit_(4U * jobs) {
     try {
       for (unsigned i = 0; i < jobs; ++i) {
         threads_.emplace_back([this] { work(); });
@@ -101,7 +105,7 @@ class span_pool_t {
   void work() {
     span_t span;
     try {
-      span_analyzer_t analyzer(settings_, layout_);
+      span_analyzer_t analyzer(settings_, layout_, coverage_);
       while (read(span)) {
         span_result_t result = analyzer.analyze(span);
         const std::scoped_lock lock(results_mutex_);
@@ -115,6 +119,7 @@ class span_pool_t {
 
   const settings_t& settings_;
   const layout_t& layout_;
+  double coverage_;
 
   std::mutex reader_mutex_;  // taken before results_mutex_
   span_reader_t reader_;
@@ -136,9 +141,11 @@ class span_pool_t {
 }  // namespace
 
 recording_analysis_t::recording_analysis_t(const settings_t& settings, unsigned jobs,
-                                           listener_t listener, std::optional<std::uint64_t> total)
+                                           listener_t listener, std::optional<std::uint64_t> total,
+                                           double coverage)
     : settings_(settings),
       jobs_(std::max(jobs, 1U)),
+      coverage_(coverage),
       listener_(std::move(listener)),
       joiner_(settings, listener_.on_chirp) {
   progress_.total = total;
@@ -153,7 +160,7 @@ void recording_analysis_t::analyze(const segment_t& segment, sample_source_t& so
     const std::uint64_t spans = *segment.sample_count / std::max<std::uint64_t>(layout.own, 1) + 1;
     jobs = static_cast<unsigned>(std::min<std::uint64_t>(jobs, spans));
   }
-  span_pool_t pool(settings_, layout, source, jobs);
+  span_pool_t pool(settings_, layout, source, jobs, coverage_);
   while (const auto span = pool.next()) {
     take(segment, *span);
   }
@@ -168,11 +175,26 @@ void recording_analysis_t::take(const segment_t& segment, const span_result_t& s
   if (span.first_nonfinite && !totals_.first_nonfinite) {
     totals_.first_nonfinite = segment.first_sample + *span.first_nonfinite;
   }
+  if (span.others) {
+    note_change(segment.first_sample + span.own_begin, *span.others);
+  }
   progress_.done += own;
   progress_.seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
   if (listener_.on_progress) {
     listener_.on_progress(progress_);
+  }
+}
+
+void recording_analysis_t::note_change(std::uint64_t first_sample,
+                                       const candidate_group_t& others) {
+  constexpr std::size_t most_changes = 8;
+  auto& changes = totals_.changes;
+  const auto is_same = [&](const candidate_group_t& last) {
+    return others.duration < 1.25 * last.duration && last.duration < 1.25 * others.duration;
+  };
+  if (changes.size() < most_changes && (changes.empty() || !is_same(changes.back().others))) {
+    changes.push_back({first_sample, others});
   }
 }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <vector>
 
 namespace orn::fmcw_host {
 
@@ -19,6 +20,12 @@ struct analysis_progress_t {
   double seconds = 0.0;                ///< since the start
 };
 
+/// From here on a recording holds other chirps than the settings were chosen for.
+struct change_t {
+  std::uint64_t first_sample = 0;  ///< of the span it was seen in, on the recording's axis
+  candidate_group_t others;
+};
+
 /// What was seen besides the chirps.
 struct recording_totals_t {
   std::uint64_t sample_count = 0;                ///< analysed
@@ -26,6 +33,7 @@ struct recording_totals_t {
   std::optional<std::uint64_t> first_nonfinite;  ///< on the recording's axis
   std::uint64_t uncovered_count = 0;             ///< that no frame covers
   double squares = 0.0;                          ///< sum of |x|^2 of the finite ones [V^2]
+  std::vector<change_t> changes;                 ///< the first few
 };
 
 /// Who hears of an analysis. Every call comes from the thread that called analyze(); what it throws
@@ -43,8 +51,10 @@ class recording_analysis_t {
   /// settings  with the recording's rate; the search is spans or frames
   /// jobs      threads, 1 or more
   /// total     samples of all segments, for progress
+  /// coverage  share of the time that chirps are expected to take; where a span has less than half
+  ///           of it, other chirps are looked for
   recording_analysis_t(const settings_t& settings, unsigned jobs, listener_t listener,
-                       std::optional<std::uint64_t> total);
+                       std::optional<std::uint64_t> total, double coverage = 0.0);
 
   /// Analyses the next segment, whose samples come from `source`. Throws input_error_t for plans
   /// that cannot be carried out and what the source and the listener throw; the first of these in
@@ -55,9 +65,11 @@ class recording_analysis_t {
 
  private:
   void take(const segment_t& segment, const span_result_t& span);
+  void note_change(std::uint64_t first_sample, const candidate_group_t& others);
 
   settings_t settings_;
   unsigned jobs_;
+  double coverage_;
   listener_t listener_;
   chirp_joiner_t joiner_;
   recording_totals_t totals_;

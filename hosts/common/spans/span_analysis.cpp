@@ -1,6 +1,7 @@
 #include "common/spans/span_analysis.h"
 
 #include "common/spans/frame_plan.h"
+#include "common/spans/proposal.h"
 
 #include <fmcw_demod/engine.h>
 #include <fmcw_demod/parameters.h>
@@ -89,10 +90,13 @@ void scale_back(fmcw_chirp_result_t& c, std::uint32_t rate_doublings) {
   }
 }
 
-span_analyzer_t::span_analyzer_t(const settings_t& settings, const layout_t& layout)
+span_analyzer_t::span_analyzer_t(const settings_t& settings, const layout_t& layout,
+                                 double coverage)
     : layout_(layout),
       as_frames_(layout.frame_length > 0),
       rate_doublings_(settings.rate_doublings),
+      rate_(settings.manager.get_fs()),
+      coverage_(coverage),
       record_(scaled_record(settings)) {
   // A window longer than any span leaves the spectrogram out, which nobody asked for here.
   record_.advanced.window = {std::numeric_limits<std::uint32_t>::max(), 0};
@@ -117,6 +121,7 @@ span_result_t span_analyzer_t::analyze(span_t& span) {
     stream_.samples.swap(span.samples);
     analyze_run(span, 0, stream_.samples.size(), result);
     stream_.samples.swap(span.samples);
+    result.others = others_in(span, result);
     return result;
   }
   count_nonfinite(span, own, result);
@@ -128,7 +133,29 @@ span_result_t span_analyzer_t::analyze(span_t& span) {
                 static_cast<std::size_t>(end - all.begin()), result);
     begin = end;
   }
+  result.others = others_in(span, result);
   return result;
+}
+
+/// Chirps of a span take far less time than expected: what takes it instead?
+std::optional<candidate_group_t> span_analyzer_t::others_in(const span_t& span,
+                                                            const span_result_t& result) const {
+  constexpr double far_less = 0.5;
+  const auto own = static_cast<double>(result.own_end - result.own_begin);
+  double covered = 0.0;
+  for (const span_chirp_t& row : result.chirps) {
+    covered += static_cast<double>(row.chirp.last_sample - row.chirp.first_sample);
+  }
+  if (covered >= far_less * coverage_ * own) {
+    return std::nullopt;
+  }
+  const auto samples = std::span<const sample_t>(span.samples)
+                           .subspan(static_cast<std::size_t>(span.own_begin - span.first),
+                                    static_cast<std::size_t>(own));
+  const proposal_t proposal = propose(samples, rate_);
+  const bool fills_most =
+      !proposal.chosen.empty() && proposal.chosen.front().total_time > 0.5 * own / rate_;
+  return fills_most ? std::optional(proposal.chosen.front()) : std::nullopt;
 }
 
 /// The record whose frame plan, for so many samples, is the one wanted.
@@ -180,12 +207,11 @@ void span_analyzer_t::take_chirps(const span_t& span, std::size_t begin, std::si
     }
     chirp.figures = result_.chirp_results[i];
     scale_back(chirp.figures, rate_doublings_);
-    const double rate = std::ldexp(record_.fs, -static_cast<int>(rate_doublings_));
     const fmcw_chirp_result_t& figures = chirp.figures;
     chirp.fm_settling_point = static_cast<double>(
-        chirp.first_sample + samples_after(figures.start_time, figures.fm_settling_point, rate));
+        chirp.first_sample + samples_after(figures.start_time, figures.fm_settling_point, rate_));
     chirp.pm_settling_point = static_cast<double>(
-        chirp.first_sample + samples_after(figures.start_time, figures.pm_settling_point, rate));
+        chirp.first_sample + samples_after(figures.start_time, figures.pm_settling_point, rate_));
     if (first < edge_samples || last + edge_samples >= end - begin) {
       chirp.flags |= chirp_flag_t::edge;
     }

@@ -2,6 +2,7 @@
 
 #include "common/figures/chirp.h"
 #include "common/settings/settings.h"
+#include "common/spans/candidates.h"
 #include "common/spans/layout.h"
 #include "common/spans/span_reader.h"
 
@@ -30,13 +31,18 @@ struct span_result_t {
   std::uint64_t nonfinite_count = 0;             ///< of the samples it owns
   std::optional<std::uint64_t> first_nonfinite;  ///< of those [samples of the segment]
   double squares = 0.0;                          ///< sum of |x|^2 of its finite samples [V^2]
+
+  /// What fills most of the span where the settings find far less than was expected.
+  std::optional<candidate_group_t> others;
 };
 
 /// Analyses spans one after the other and keeps the memory that takes. One thread at a time.
 class span_analyzer_t {
  public:
-  /// Settings with the rate of the recording. `layout` must outlive the analyzer.
-  span_analyzer_t(const settings_t& settings, const layout_t& layout);
+  /// settings  with the rate of the recording
+  /// layout    must outlive the analyzer
+  /// coverage  share of the time that chirps are expected to take; 0: nothing is expected
+  span_analyzer_t(const settings_t& settings, const layout_t& layout, double coverage = 0.0);
 
   /// Consumes the span's samples. Throws std::bad_alloc.
   span_result_t analyze(span_t& span);
@@ -45,11 +51,14 @@ class span_analyzer_t {
   void analyze_run(const span_t& span, std::size_t begin, std::size_t end, span_result_t& result);
   fmcw_demod_lib::fmcw_demod_config_t record_for(const span_t& span,
                                                  std::size_t sample_count) const;
+  std::optional<candidate_group_t> others_in(const span_t& span, const span_result_t& result) const;
   void take_chirps(const span_t& span, std::size_t begin, std::size_t end, span_result_t& result);
 
   const layout_t& layout_;
   bool as_frames_;
   std::uint32_t rate_doublings_;
+  double rate_;  ///< of the recording [Hz]
+  double coverage_;
   fmcw_demod_lib::fmcw_demod_config_t record_;  ///< with the rate that the library is told
   fmcw_demod_lib::SignalStream stream_;
   fmcw_demod_lib::fmcw_measure_result_t result_;

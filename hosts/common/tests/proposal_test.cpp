@@ -80,6 +80,22 @@ TEST(Proposal, SaysWhatItChoseAndWhatItLeftOut) {
   EXPECT_TRUE(propose({}, 1e6).chosen.empty());
 }
 
+TEST(Proposal, IsHeldAgainstTheRestOfTheRecording) {
+  auto samples = samples_of({10e6, 200e-6, 10e-6, 2e6}, 4'500'000);
+  const auto later = samples_of({10e6, 900e-6, 20e-6, 2e6}, 4'000'000);
+  samples.insert(samples.end(), later.begin(), later.end());
+  const proposal_t proposal = propose(std::span(samples).first(first_look), 10e6);
+  EXPECT_NEAR(proposal.coverage, 0.9, 0.06);
+  recording_analysis_t analysis(proposed_settings(proposal, 10e6), 2, {[](const chirp_t&) {}, {}},
+                                {}, proposal.coverage);
+  vector_source_t source(samples);
+  analysis.analyze({0, samples.size(), {}, ""}, source);
+  ASSERT_EQ(analysis.totals().changes.size(), 1U);
+  const change_t& change = analysis.totals().changes.front();
+  EXPECT_NEAR(static_cast<double>(change.first_sample), 4.5e6, 2.2e6);
+  EXPECT_NEAR(change.others.duration, 900e-6, 30e-6);
+}
+
 TEST(Proposal, YieldsToWhatIsGiven) {
   settings_t settings;
   settings.manager.set_fs(10e6);

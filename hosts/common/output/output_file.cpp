@@ -134,7 +134,7 @@ struct output_file_t::state_t {
 
   void keep_backup() {
     struct stat status {};
-    if (!is_temporary() || ::stat(place.c_str(), &status) != 0) {
+    if (!is_temporary() || ::lstat(place.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
       return;
     }
     backup = secret_name(place);
@@ -183,6 +183,9 @@ output_file_t::output_file_t(const std::string& path, existing_t existing)
   state_->place = followed(path);
   struct stat status {};
   const bool is_there = ::stat(state_->place.c_str(), &status) == 0;
+  if (!is_there && errno == ELOOP) {
+    state_->refuse();
+  }
   if (is_there && !S_ISREG(status.st_mode)) {
     state_->open_directly();
   } else {

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace orn::fmcw_host {
@@ -26,6 +27,13 @@ std::string suffix_of(const std::string& path) {
   return suffix.empty() ? suffix : suffix.substr(1);
 }
 
+/// A pipe or a device, which takes bytes as they come.
+bool is_special(const std::string& path) {
+  std::error_code ignored;
+  const fs::file_status status = fs::status(path, ignored);
+  return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
+}
+
 kind_t kind_of(const std::string& path, const std::string& format) {
   if (path.ends_with(sigmf_archive_ending)) {
     return kind_t::sigmf_archive;
@@ -34,7 +42,7 @@ kind_t kind_of(const std::string& path, const std::string& format) {
   if (format == "wav" || (!is_sigmf && suffix_of(path) == "wav")) {
     return kind_t::wav;
   }
-  return path == "-" || (!is_sigmf && find_datatype(suffix_of(path)) != nullptr)
+  return path == "-" || is_special(path) || (!is_sigmf && find_datatype(suffix_of(path)) != nullptr)
              ? kind_t::raw
              : kind_t::sigmf_pair;
 }

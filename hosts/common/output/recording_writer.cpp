@@ -93,8 +93,9 @@ class raw_writer_t : public recording_writer_t {
   void write(std::span<const sample_t> samples) override { encoder_.write(samples); }
 
   written_t finish(const recording_story_t& /*story*/) override {
+    written_t written = summary_of(encoder_, type_, {file_.path()});
     file_.commit();
-    return summary_of(encoder_, type_, {file_.path()});
+    return written;
   }
 
  private:
@@ -117,8 +118,9 @@ class wav_recording_writer_t : public recording_writer_t {
 
   written_t finish(const recording_story_t& /*story*/) override {
     wav_.finish();
+    written_t written = summary_of(encoder_, type_, {file_.path()});
     file_.commit();
-    return summary_of(encoder_, type_, {file_.path()});
+    return written;
   }
 
  private:
@@ -146,9 +148,10 @@ class sigmf_pair_writer_t : public recording_writer_t {
 
   written_t finish(const recording_story_t& story) override {
     write_sigmf_text(meta_.stream(), story, {type_.name, sample_rate_, sha512_.digest()});
+    written_t written = summary_of(encoder_, type_, {data_.path(), meta_.path()});
     output_file_t* const both[] = {&data_, &meta_};
     output_file_t::commit_together(both);
-    return summary_of(encoder_, type_, {data_.path(), meta_.path()});
+    return written;
   }
 
  private:
@@ -191,8 +194,9 @@ class sigmf_archive_writer_t : public recording_writer_t {
     archive_.begin(member(sigmf_meta_ending), text.size());
     archive_.write(std::as_bytes(std::span(text)));
     archive_.finish();
+    written_t written = summary_of(encoder_, type_, {file_.path()});
     file_.commit();
-    return summary_of(encoder_, type_, {file_.path()});
+    return written;
   }
 
  private:

@@ -1,11 +1,9 @@
 #include "commands.h"
 #include "common/capture/datatype.h"
 #include "common/output/recording_copy.h"
-#include "common/output/text.h"
 #include "program.h"
 #include "progress.h"
 
-#include <iostream>
 #include <memory>
 
 #include <fmt/format.h>
@@ -35,15 +33,13 @@ void convert(const convert_call_t& call) {
   progress_t progress(recording.info().sample_count);
   const written_t written = copy_recording(recording, call.out, options,
                                            [&](std::uint64_t done) { progress.show(done); });
+  if (call.out != "-") {
+    tell_done(written.paths.front(), written.sample_count, written.datatype);
+  }
   if (written.clipped_count != 0) {
     tell(fmt::format("{}: {} of {} samples were beyond the range of {} and are cut to it", call.out,
                      written.clipped_count, written.sample_count, written.datatype)
              .c_str());
-  }
-  if (call.out != "-") {
-    std::cout << printable(fmt::format("{}: {} samples, {}", written.paths.front(),
-                                       written.sample_count, written.datatype))
-              << '\n';
   }
 }
 

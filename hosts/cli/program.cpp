@@ -8,10 +8,12 @@
 #include <csignal>
 #include <cstdlib>
 #include <exception>
+#include <iostream>
 #include <new>
 #include <string>
 #include <string_view>
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 namespace fmcw_cli {
@@ -72,6 +74,8 @@ void prepare_program() {
     }
   }
   std::signal(SIGXFSZ, SIG_IGN);
+  // Libraries that give up call exit().
+  std::atexit([] { orn::fmcw_host::remove_unfinished(); });
 }
 
 void tell(const char* message) noexcept {
@@ -84,6 +88,15 @@ void tell(const char* message) noexcept {
     std::transform(text.begin(), text.end(), plain.begin(),
                    [](char c) { return c >= ' ' && c <= '~' ? c : '?'; });
     write_line(start, {plain.data(), text.size()});
+  }
+}
+
+void tell_done(const std::string& what, std::uint64_t samples, const std::string& more) noexcept {
+  try {
+    std::cout << orn::fmcw_host::printable(fmt::format("{}: {} samples, {}", what, samples, more))
+              << '\n';
+  } catch (const std::bad_alloc&) {
+    std::cout << "done\n";  // the files are in place, whatever can be said of them
   }
 }
 

@@ -2,6 +2,9 @@
 
 #include "common/capture/recording.h"
 
+#include <cstdint>
+#include <string>
+
 namespace fmcw_cli {
 
 /// Exit status beside 0.
@@ -16,6 +19,9 @@ void prepare_program();
 
 /// Writes one line on stderr, with what a terminal would obey as escapes. Works without memory.
 void tell(const char* message) noexcept;
+
+/// Tells on stdout what was written. Works without memory, since the files are in place by then.
+void tell_done(const std::string& what, std::uint64_t samples, const std::string& more) noexcept;
 
 /// Tells what was assumed when the recording was opened.
 void tell_notes(const orn::fmcw_host::recording_t& recording);

@@ -1,9 +1,8 @@
 #include "commands.h"
-#include "common/output/text.h"
 #include "common/synth/synthetic_recording.h"
+#include "program.h"
 #include "progress.h"
 
-#include <iostream>
 #include <memory>
 
 #include <fmt/format.h>
@@ -83,14 +82,13 @@ void synth(const synth_call_t& call) {
   const transmitter_t& t = call.transmitter;
   check(t);
   const existing_t existing = call.force ? existing_t::replaced : existing_t::kept;
+  const std::string more =
+      fmt::format("{} Hz, {} whole chirps annotated", t.sample_rate, truth_count_of(t));
   progress_t progress(sample_count_of(t));
   const written_t written =
       write_synthetic(t, call.out, existing, [&](std::uint64_t done) { progress.show(done); });
   if (call.out != "-") {
-    std::cout << printable(fmt::format("{}: {} samples at {} Hz, {} whole chirps annotated",
-                                       written.paths.front(), written.sample_count, t.sample_rate,
-                                       truth_count_of(t)))
-              << '\n';
+    tell_done(written.paths.front(), written.sample_count, more);
   }
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -48,24 +49,21 @@ class builder_t {
   bool string(std::string& text) { return add({std::move(text)}); }
   bool binary(json_t::binary_t& /*bytes*/) { return false; }
   bool key(std::string& name) {
-    name_stack_.back() = std::move(name);
-    if (open_.size() == 1) {
-      const bool seen = std::find(roots_.begin(), roots_.end(), name_stack_.back()) != roots_.end();
-      roots_.push_back(name_stack_.back());
-      return !seen || wrong("member '" + name_stack_.back() + "' stands twice");
-    }
-    return open_.back().find(name_stack_.back()) == nullptr ||
-           wrong("member '" + name_stack_.back() + "' stands twice");
+    name_stack_.back() = name;
+    return names_.back().insert(std::move(name)).second ||
+           wrong("member '" + name_stack_.back() + "' stands twice; allowed is once");
   }
   bool start_object(std::size_t /*size*/) { return start({json_value_t::object_t()}); }
   bool start_array(std::size_t /*size*/) {
-    return open_.empty() ? wrong("an object is expected") : start({json_value_t::array_t()});
+    return open_.empty() ? wrong("this is no object; expected a JSON object")
+                         : start({json_value_t::array_t()});
   }
   bool end_object() { return end(); }
   bool end_array() { return end(); }
   bool parse_error(std::size_t byte, const std::string& /*token*/, const json_t::exception& error) {
     mistake.byte = byte;
-    mistake.text = error.id == 406 ? "a number is beyond what a double holds" : "this is not JSON";
+    mistake.text = error.id == 406 ? "a number is beyond what a double holds"
+                                   : "this is not JSON; expected a JSON object";
     return false;
   }
 
@@ -79,10 +77,11 @@ class builder_t {
 
   bool start(json_value_t value) {
     if (open_.size() == deepest_json) {
-      return wrong(fmt::format("nested more than {} levels deep", deepest_json));
+      return wrong(fmt::format("nested too deep; allowed are {} levels", deepest_json));
     }
     open_.push_back(std::move(value));
     name_stack_.emplace_back();
+    names_.emplace_back();
     return true;
   }
 
@@ -90,12 +89,13 @@ class builder_t {
     json_value_t value = std::move(open_.back());
     open_.pop_back();
     name_stack_.pop_back();
+    names_.pop_back();
     return open_.empty() || add(std::move(value));
   }
 
   bool add(json_value_t value) {
     if (open_.empty()) {
-      return wrong("an object is expected");
+      return wrong("this is no object; expected a JSON object");
     }
     if (open_.size() == 1) {
       // An array whose elements were handed over comes back empty.
@@ -119,10 +119,10 @@ class builder_t {
   }
 
   const json_visitor_t& visit_;
-  std::vector<json_value_t> open_;       ///< what has begun and not ended, the root first
-  std::vector<std::string> name_stack_;  ///< last member name of each of them
-  std::vector<std::string> roots_;       ///< member names of the root so far
-  std::size_t index_ = 0;                ///< of the next element of a root's array
+  std::vector<json_value_t> open_;            ///< what has begun and not ended, the root first
+  std::vector<std::string> name_stack_;       ///< last member name of each of them
+  std::vector<std::set<std::string>> names_;  ///< all member names of each of them
+  std::size_t index_ = 0;                     ///< of the next element of a root's array
 };
 
 }  // namespace
@@ -165,6 +165,7 @@ std::string json_value_t::text() const {
   std::ostringstream out;
   json_writer_t(out).value(*this);
   std::string line = out.str();
+  line.erase(line.find_last_not_of('\n') + 1);
   return line.size() <= longest ? line : line.substr(0, longest) + "...";
 }
 
@@ -180,8 +181,7 @@ void read_json_object(const std::function<std::unique_ptr<std::istream>()>& open
                         ? builder.mistake.byte
                         : static_cast<std::size_t>(text->rdbuf()->pubseekoff(0, std::ios::cur));
   const auto [line, column] = place_of(*open(), byte);
-  throw input_error_t("{}: line {}, column {}: {}; expected a JSON object", source, line, column,
-                      builder.mistake.text);
+  throw input_error_t("{}: line {}, column {}: {}", source, line, column, builder.mistake.text);
 }
 
 }  // namespace orn::fmcw_host

@@ -19,7 +19,11 @@ struct json_member_t;
 /// integer holds stay exact.
 struct json_value_t {
   using array_t = std::vector<json_value_t>;
-  using object_t = std::vector<json_member_t>;
+  /// A type of its own: where every alternative is a vector or a string, gcc 12's variant believes
+  /// that it always holds one, and destroys what a copy that ran out of memory never made.
+  struct object_t : std::vector<json_member_t> {
+    using std::vector<json_member_t>::vector;
+  };
 
   std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, array_t,
                object_t>

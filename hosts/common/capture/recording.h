@@ -16,12 +16,13 @@ namespace orn::fmcw_host {
 
 /// How a recording is to be read. What is not set was not given.
 struct read_options_t {
-  std::optional<double> sample_rate;  ///< where the file names none [Hz]
-  std::string format;  ///< of raw samples, one of datatype_names() or "wav"; empty: by the name
-  std::optional<double> centre;      ///< RF frequency of 0 Hz, where the file names none [Hz]
-  std::optional<double> full_scale;  ///< peak voltage that 1.0 stands for [V], > 0
-  std::string from;      ///< where to begin, "20ms" or a number of samples; empty: at the start
-  std::string duration;  ///< how much to take, likewise; empty: all
+  std::optional<double> sample_rate = {};  ///< where the file names none [Hz]
+  std::string format =
+      {};  ///< of raw samples, one of datatype_names() or "wav"; empty: by the name
+  std::optional<double> centre = {};      ///< RF frequency of 0 Hz, where the file names none [Hz]
+  std::optional<double> full_scale = {};  ///< peak voltage that 1.0 stands for [V], > 0
+  std::string from = {};  ///< where to begin, "20ms" or a number of samples; empty: at the start
+  std::string duration = {};  ///< how much to take, likewise; empty: all
 };
 
 /// Components from which on a converter was at its end [V]; either bound counts.

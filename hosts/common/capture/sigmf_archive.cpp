@@ -54,7 +54,7 @@ void check(int code, archive* handle, const archive_input_t& input) {
   if (code == ARCHIVE_OK || code == ARCHIVE_EOF) {
     return;
   }
-  if (archive_errno(handle) == ENOMEM) {
+  if ((archive_errno(handle) == ENOMEM || errno == ENOMEM)) {
     throw std::bad_alloc();
   }
   throw input_error_t("{}: is no whole tar archive; expected a SigMF archive, an uncompressed tar",
@@ -64,6 +64,7 @@ void check(int code, archive* handle, const archive_input_t& input) {
 }  // namespace
 
 std::vector<archive_member_t> list_archive(const input_file_t& file) {
+  errno = 0;
   const auto input = std::make_unique<archive_input_t>(archive_input_t{file, 0, nullptr, {}});
   const std::unique_ptr<archive, decltype(&archive_read_free)> handle(archive_read_new(),
                                                                       archive_read_free);

@@ -109,7 +109,7 @@ void check_version(const fields_t& global) {
   }
 }
 
-void read_global(const json_value_t& object, const std::string& source,
+void read_global(json_value_t&& object, const std::string& source,
                  sigmf_description_t& description) {
   const fields_t global(object, source + ": global");
   check_version(global);
@@ -137,7 +137,7 @@ void read_global(const json_value_t& object, const std::string& source,
   for (char& digit : description.sha512) {
     digit = digit >= 'A' && digit <= 'F' ? static_cast<char>(digit - 'A' + 'a') : digit;
   }
-  description.global = object;
+  description.global = std::move(object);
 }
 
 sigmf_segment_t segment_of(json_value_t&& object, const std::string& where) {
@@ -215,7 +215,7 @@ sigmf_description_t read_sigmf_description(const sigmf_text_t& text) {
           if (index) {
             throw input_error_t("{}: global is an array; expected an object", text.source);
           }
-          read_global(value, text.source, description);
+          read_global(std::move(value), text.source, description);
         } else if (member == "captures") {
           const std::string where = element("capture", index, value);
           if (index) {

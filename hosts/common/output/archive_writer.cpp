@@ -53,11 +53,12 @@ struct archive_writer_t::state_t {
     if (output.failure) {
       std::rethrow_exception(std::exchange(output.failure, nullptr));
     }
-    if (code < ARCHIVE_OK && archive_errno(handle) == ENOMEM) {
+    if (code < ARCHIVE_OK && (archive_errno(handle) == ENOMEM || errno == ENOMEM)) {
       throw std::bad_alloc();
     }
     if (code < ARCHIVE_OK) {
-      throw run_error_t("an archive cannot be written: {}", archive_error_string(handle));
+      const char* const reason = archive_error_string(handle);
+      throw run_error_t("an archive cannot be written: {}", reason != nullptr ? reason : "unknown");
     }
   }
 };
@@ -97,8 +98,9 @@ void archive_writer_t::write(std::span<const std::byte> bytes) {
   constexpr std::size_t most = 1U << 24U;
   while (!bytes.empty()) {
     const auto part = bytes.first(std::min(most, bytes.size()));
+    errno = 0;
     const auto done = archive_write_data(state_->handle, part.data(), part.size());
-    state_->check(done);
+    state_->check(done == 0 && errno == ENOMEM ? ARCHIVE_FATAL : done);
     if (done == 0) {
       throw run_error_t("an archive cannot be written: a file in it exceeds its size");
     }

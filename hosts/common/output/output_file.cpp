@@ -44,21 +44,23 @@ fs::path secret_name(const fs::path& place) {
   return place.parent_path() / fmt::format(".fmcw-{:016x}", random);
 }
 
-void sync_folder(const fs::path& place) {
-  const int folder = ::open(place.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder >= 0) {
-    ::fsync(folder);  // some file systems cannot, and the files are there all the same
-    ::close(folder);
+void sync_folder(const fs::path& folder) {
+  const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor >= 0) {
+    ::fsync(descriptor);  // some file systems cannot, and the files are there all the same
+    ::close(descriptor);
   }
 }
 
 }  // namespace
 
 struct output_file_t::state_t {
-  std::string name;  ///< as the user gave it
-  fs::path place;    ///< after symbolic links; empty: standard output
-  fs::path written;  ///< what is open; `place` when written directly
-  fs::path backup;   ///< second name of the file replaced, while a pair is put in place
+  std::string name;      ///< as the user gave it
+  fs::path place;        ///< after symbolic links; empty: standard output
+  fs::path folder;       ///< that it is in
+  fs::path written;      ///< what is open; `place` when written directly
+  fs::path backup_name;  ///< second name of the file replaced, while a pair is put in place
+  bool has_backup = false;
   int descriptor = -1;
   bool is_placed = false;
   std::optional<unfinished_t> unfinished;
@@ -104,6 +106,7 @@ struct output_file_t::state_t {
     if (replaced != nullptr && ::access(place.c_str(), W_OK) != 0) {
       refuse();
     }
+    folder = place.parent_path();
     written = secret_name(place);
     const signals_held_t held;
     unfinished.emplace(written.c_str());
@@ -132,23 +135,25 @@ struct output_file_t::state_t {
     }
   }
 
+  /// Makes the backup's name, since later nothing may fail for want of memory.
+  void prepare_backup() {
+    backup_name = secret_name(place);
+    unfinished_backup.emplace(backup_name.c_str());
+  }
+
   void keep_backup() {
     struct stat status {};
-    if (!is_temporary() || ::stat(place.c_str(), &status) != 0) {
+    if (!is_temporary() || ::lstat(place.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
       return;
     }
-    backup = secret_name(place);
-    unfinished_backup.emplace(backup.c_str());
     // Where the file system has no second names, the file moves away for a moment.
-    if (::link(place.c_str(), backup.c_str()) != 0 &&
-        ::rename(place.c_str(), backup.c_str()) != 0) {
-      backup.clear();
-    }
+    has_backup = ::link(place.c_str(), backup_name.c_str()) == 0 ||
+                 ::rename(place.c_str(), backup_name.c_str()) == 0;
   }
 
   void drop_backup() {
-    if (!backup.empty()) {
-      ::unlink(std::exchange(backup, fs::path()).c_str());
+    if (std::exchange(has_backup, false)) {
+      ::unlink(backup_name.c_str());
     }
     unfinished_backup.reset();
   }
@@ -162,8 +167,8 @@ struct output_file_t::state_t {
   }
 
   void take_back() {
-    if (!backup.empty()) {
-      ::rename(backup.c_str(), place.c_str());
+    if (has_backup) {
+      ::rename(backup_name.c_str(), place.c_str());
       drop_backup();  // a rename between two names of one file leaves both
     } else if (is_placed) {
       ::unlink(place.c_str());
@@ -183,6 +188,9 @@ output_file_t::output_file_t(const std::string& path, existing_t existing)
   state_->place = followed(path);
   struct stat status {};
   const bool is_there = ::stat(state_->place.c_str(), &status) == 0;
+  if (!is_there && errno == ELOOP) {
+    state_->refuse();
+  }
   if (is_there && !S_ISREG(status.st_mode)) {
     state_->open_directly();
   } else {
@@ -220,9 +228,15 @@ void output_file_t::commit_together(std::span<output_file_t* const> files) {
   for (output_file_t* const file : files) {
     file->state_->finish();
   }
+  const bool is_pair = files.size() > 1;
+  for (output_file_t* const file : files) {
+    if (is_pair && file->state_->is_temporary()) {
+      file->state_->prepare_backup();
+    }
+  }
   const signals_held_t held;
   for (output_file_t* const file : files) {
-    if (files.size() > 1) {
+    if (is_pair) {
       file->state_->keep_backup();
     }
     if (!file->state_->put_in_place()) {
@@ -237,7 +251,7 @@ void output_file_t::commit_together(std::span<output_file_t* const> files) {
     file->state_->drop_backup();
     file->state_->unfinished.reset();
     if (file->state_->is_temporary()) {
-      sync_folder(file->state_->place);
+      sync_folder(file->state_->folder);
     }
   }
 }

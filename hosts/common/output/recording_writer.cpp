@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace orn::fmcw_host {
@@ -26,6 +27,13 @@ std::string suffix_of(const std::string& path) {
   return suffix.empty() ? suffix : suffix.substr(1);
 }
 
+/// A pipe or a device, which takes bytes as they come.
+bool is_special(const std::string& path) {
+  std::error_code ignored;
+  const fs::file_status status = fs::status(path, ignored);
+  return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status);
+}
+
 kind_t kind_of(const std::string& path, const std::string& format) {
   if (path.ends_with(sigmf_archive_ending)) {
     return kind_t::sigmf_archive;
@@ -34,7 +42,7 @@ kind_t kind_of(const std::string& path, const std::string& format) {
   if (format == "wav" || (!is_sigmf && suffix_of(path) == "wav")) {
     return kind_t::wav;
   }
-  return path == "-" || (!is_sigmf && find_datatype(suffix_of(path)) != nullptr)
+  return path == "-" || is_special(path) || (!is_sigmf && find_datatype(suffix_of(path)) != nullptr)
              ? kind_t::raw
              : kind_t::sigmf_pair;
 }
@@ -85,8 +93,9 @@ class raw_writer_t : public recording_writer_t {
   void write(std::span<const sample_t> samples) override { encoder_.write(samples); }
 
   written_t finish(const recording_story_t& /*story*/) override {
+    written_t written = summary_of(encoder_, type_, {file_.path()});
     file_.commit();
-    return summary_of(encoder_, type_, {file_.path()});
+    return written;
   }
 
  private:
@@ -109,8 +118,9 @@ class wav_recording_writer_t : public recording_writer_t {
 
   written_t finish(const recording_story_t& /*story*/) override {
     wav_.finish();
+    written_t written = summary_of(encoder_, type_, {file_.path()});
     file_.commit();
-    return summary_of(encoder_, type_, {file_.path()});
+    return written;
   }
 
  private:
@@ -138,9 +148,10 @@ class sigmf_pair_writer_t : public recording_writer_t {
 
   written_t finish(const recording_story_t& story) override {
     write_sigmf_text(meta_.stream(), story, {type_.name, sample_rate_, sha512_.digest()});
+    written_t written = summary_of(encoder_, type_, {data_.path(), meta_.path()});
     output_file_t* const both[] = {&data_, &meta_};
     output_file_t::commit_together(both);
-    return summary_of(encoder_, type_, {data_.path(), meta_.path()});
+    return written;
   }
 
  private:
@@ -183,8 +194,9 @@ class sigmf_archive_writer_t : public recording_writer_t {
     archive_.begin(member(sigmf_meta_ending), text.size());
     archive_.write(std::as_bytes(std::span(text)));
     archive_.finish();
+    written_t written = summary_of(encoder_, type_, {file_.path()});
     file_.commit();
-    return summary_of(encoder_, type_, {file_.path()});
+    return written;
   }
 
  private:

@@ -18,10 +18,10 @@ namespace orn::fmcw_host {
 
 /// How a recording is to be written.
 struct write_options_t {
-  std::string format;  ///< one of datatype_names(), "wav"; empty: by the name, else cf32_le
+  std::string format = {};  ///< one of datatype_names(), "wav"; empty: by the name, else cf32_le
   existing_t existing = existing_t::kept;
-  double sample_rate = 0.0;                   ///< [Hz]
-  std::optional<std::uint64_t> sample_count;  ///< nothing: not known before the last sample
+  double sample_rate = 0.0;                        ///< [Hz]
+  std::optional<std::uint64_t> sample_count = {};  ///< nothing: not known before the last sample
 };
 
 /// What a SigMF description tells beside what follows from the samples. Other formats leave it out.
@@ -59,7 +59,8 @@ class recording_writer_t {
 /// The files that a recording of that name consists of: two for SigMF, unless it is an archive.
 std::vector<std::string> recording_paths(const std::string& path, const std::string& format);
 
-/// Chooses by the name: `.sigmf` an archive, `.wav`, a suffix of raw files or "-" raw samples,
+/// Chooses by the name: `.sigmf` an archive, `.wav`, a suffix of raw files, "-" or a device raw
+/// samples,
 /// anything else a SigMF pair. Throws input_error_t when a file is there and to be kept, cannot be
 /// created, or the format cannot hold the recording.
 std::unique_ptr<recording_writer_t> create_recording(const std::string& path,

@@ -1,5 +1,6 @@
 #include "common/spans/recording_analysis.h"
 
+#include "common/errors.h"
 #include "common/spans/span_reader.h"
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <exception>
 #include <map>
 #include <mutex>
+#include <new>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -24,7 +26,7 @@ class span_pool_t {
         layout_(layout),
         coverage_(coverage),
         reader_(layout, source),
-        ahead_limit_(4U * jobs) {
+        ahead_limit_(std::uint64_t{4} * jobs) {
     try {
       for (unsigned i = 0; i < jobs; ++i) {
         threads_.emplace_back([this] { work(); });
@@ -112,6 +114,9 @@ class span_pool_t {
         results_.emplace(span.index, std::move(result));
         changed_.notify_all();
       }
+    } catch (const std::bad_alloc&) {
+      const auto bytes = static_cast<std::size_t>(bytes_of_span(layout_.longest()));
+      end_at(span.index, std::make_exception_ptr(memory_error_t("a span of the recording", bytes)));
     } catch (...) {
       end_at(span.index, std::current_exception());
     }

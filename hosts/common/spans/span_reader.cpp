@@ -41,6 +41,10 @@ bool span_reader_t::next(span_t& span) {
   }
   fill();
   const std::uint64_t read_end = ahead_first_ + ahead_.size();
+  if (read_end <= own_begin_) {
+    finished_ = true;
+    return false;
+  }
   const std::uint64_t end = layout_.end ? std::min(*layout_.end, read_end) : read_end;
   span.index = index_++;
   span.own_begin = own_begin_;
@@ -55,7 +59,7 @@ bool span_reader_t::next(span_t& span) {
   own_begin_ = span.own_end;
   drop(own_begin_ > layout_.lead ? own_begin_ - layout_.lead : 0);
   finished_ = span.is_last;
-  return !span.samples.empty() || span.index > 0;
+  return true;
 }
 
 }  // namespace orn::fmcw_host

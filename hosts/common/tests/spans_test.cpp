@@ -291,6 +291,19 @@ TEST(Plans, ThatCannotEndAreRefused) {
   }
 }
 
+TEST(Analysis, TakesSegmentsOfNoLength) {
+  for (const std::size_t count : {0U, 1U, 2U, 300U}) {
+    for (const char* const search : {"search=spans", "search=frames"}) {
+      if (count == 0 && std::string(search) == "search=frames") {
+        continue;  // frames have nothing to lie in, which is refused
+      }
+      const auto outcome = analyze(settings_for(1e6, {search}), samples_of({}, count), 2);
+      EXPECT_TRUE(outcome.chirps.empty()) << search << count;
+      EXPECT_EQ(outcome.totals.sample_count, count) << search;
+    }
+  }
+}
+
 TEST(Analysis, StopsWhereItsSourceOrListenerThrows) {
   const auto samples = samples_of({}, 5'000'000);
   const settings_t settings = settings_for(10e6, {"min_chirp_len=100us", "max_chirp_len=300us"});

@@ -183,7 +183,7 @@ void analyze(analyze_call_t call) {
     return;
   }
   outputs_t outputs(call.outputs, measurement);
-  if (!measurement.proposal.assignments.empty() || measurement.looked_segment > 0) {
+  if (measurement.is_proposed) {
     tell(proposal_text(measurement.proposal).c_str());
   }
   const recording_totals_t totals = run(call, measurement, outputs);

@@ -53,7 +53,7 @@ std::unique_ptr<sample_source_t> measurement_t::source(std::size_t segment) {
 
 measurement_t prepare_measurement(const capture_call_t& capture, const settings_source_t& source) {
   measurement_t measurement{
-      recording_t::open(capture.path, capture.options), {}, {}, 0, {}, nullptr};
+      recording_t::open(capture.path, capture.options), {}, false, {}, 0, {}, nullptr};
   tell_notes(measurement.recording);
   settings_t& settings = measurement.settings;
   settings.manager.set_fs(measurement.recording.info().sample_rate);
@@ -61,7 +61,11 @@ measurement_t prepare_measurement(const capture_call_t& capture, const settings_
     tell(note.c_str());
   }
   if (settings.search == search_t::automatic) {
+    measurement.is_proposed = true;
     look(measurement);
+    if (measurement.proposal.chosen.empty()) {
+      propose_settings({"max_chirp_len=0s"}, settings);  // nothing there may count as a chirp
+    }
     measurement.proposal.assignments = propose_settings(measurement.proposal.assignments, settings);
     settings.search = search_t::spans;
   }

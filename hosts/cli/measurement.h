@@ -14,7 +14,8 @@ namespace fmcw_cli {
 struct measurement_t {
   orn::fmcw_host::recording_t recording;
   orn::fmcw_host::settings_t settings;
-  orn::fmcw_host::proposal_t proposal;  ///< empty unless the search is automatic
+  bool is_proposed = false;             ///< the search is automatic
+  orn::fmcw_host::proposal_t proposal;  ///< then
 
   /// The samples of a segment, those that a proposal has read included. Once for each segment.
   std::unique_ptr<orn::fmcw_host::sample_source_t> source(std::size_t segment);

@@ -85,8 +85,13 @@ std::vector<candidate_t> find_candidates(std::span<const sample_t> samples, doub
     }
     const std::vector<double> slopes(found.slopes.begin() + static_cast<std::ptrdiff_t>(first),
                                      found.slopes.begin() + static_cast<std::ptrdiff_t>(last));
-    candidates.push_back(
-        {static_cast<double>(end - begin) / rate, std::ldexp(median(slopes), -2 * doublings)});
+    const double middle = median(slopes);
+    const auto near = std::count_if(slopes.begin(), slopes.end(), [&](double slope) {
+      return std::abs(slope - middle) <= like_slope * std::abs(middle);
+    });
+    candidates.push_back({static_cast<double>(end - begin) / rate,
+                          std::ldexp(middle, -2 * doublings),
+                          static_cast<double>(near) / static_cast<double>(slopes.size())});
   }
   return candidates;
 }
@@ -107,8 +112,10 @@ candidate_group_t group_of(std::span<const candidate_t> candidates) {
   candidate_group_t group;
   group.slope = median(slopes);
   std::vector<double> durations;
+  std::vector<double> straightness;
   for (const candidate_t& candidate : candidates) {
     if (is_like(candidate, group.slope)) {
+      straightness.push_back(candidate.straightness);
       durations.push_back(candidate.duration);
       group.total_time += candidate.duration;
     }
@@ -117,6 +124,7 @@ candidate_group_t group_of(std::span<const candidate_t> candidates) {
   group.longest = durations.back();
   group.count = durations.size();
   group.duration = median(durations);
+  group.straightness = median(straightness);
   return group;
 }
 

@@ -12,6 +12,10 @@ namespace orn::fmcw_host {
 struct candidate_t {
   double duration = 0.0;  ///< [s]
   double slope = 0.0;     ///< median of the smoothed slope [Hz/s]
+
+  /// Share of the smoothed slope that lies within half of the median: near 1 for a chirp, about a
+  /// half for what smoothing makes of noise.
+  double straightness = 0.0;
 };
 
 /// The candidates of a stretch of finite samples, as the library's boundary detection sees them.
@@ -23,11 +27,12 @@ std::vector<candidate_t> find_candidates(std::span<const fmcw_demod_lib::sample_
 
 /// Candidates of one direction whose durations and slopes are alike.
 struct candidate_group_t {
-  double shortest = 0.0;    ///< [s]
-  double longest = 0.0;     ///< [s]
-  double duration = 0.0;    ///< median [s]
-  double slope = 0.0;       ///< median [Hz/s]
-  double total_time = 0.0;  ///< of all of them [s]
+  double shortest = 0.0;      ///< [s]
+  double longest = 0.0;       ///< [s]
+  double duration = 0.0;      ///< median [s]
+  double slope = 0.0;         ///< median [Hz/s]
+  double total_time = 0.0;    ///< of all of them [s]
+  double straightness = 0.0;  ///< median
   std::uint64_t count = 0;
 };
 

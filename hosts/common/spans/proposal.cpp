@@ -74,13 +74,24 @@ std::string assignment(std::string_view name, double value, std::string_view uni
   return fmt::format("{}={}", name, quantity_text(rounded(value, digits), unit));
 }
 
-void choose(proposal_t& proposal, std::vector<candidate_group_t> groups) {
-  proposal.chosen.push_back(groups.front());
-  for (std::size_t i = 1; i < groups.size(); ++i) {
-    if (proposal.chosen.size() == 1 && are_alike(groups.front(), groups[i])) {
-      proposal.chosen.push_back(groups[i]);
+/// Whether a group can be chirps at all: longer than what smoothing makes of anything, straight,
+/// and no rarity beside the heaviest group, as a few straight stretches of noise are.
+bool may_be_chirps(const candidate_group_t& group, const candidate_group_t& heaviest, double rate) {
+  constexpr double smoothing_samples = 256.0;
+  constexpr double straight = 0.75;
+  constexpr double rare = 0.2;
+  return group.duration * rate > smoothing_samples && group.straightness > straight &&
+         group.total_time > rare * heaviest.total_time;
+}
+
+void choose(proposal_t& proposal, const std::vector<candidate_group_t>& groups, double rate) {
+  for (const candidate_group_t& group : groups) {
+    const bool fits = proposal.chosen.empty() ||
+                      (proposal.chosen.size() == 1 && are_alike(proposal.chosen.front(), group));
+    if (fits && may_be_chirps(group, groups.front(), rate)) {
+      proposal.chosen.push_back(group);
     } else if (proposal.left_out.size() < most_left_out) {
-      proposal.left_out.push_back(groups[i]);
+      proposal.left_out.push_back(group);
     }
   }
 }
@@ -100,7 +111,10 @@ proposal_t propose_at(std::span<const sample_t> samples, double rate, std::uint3
   if (candidates.empty()) {
     return proposal;
   }
-  choose(proposal, group_candidates(candidates));
+  choose(proposal, group_candidates(candidates), rate);
+  if (proposal.chosen.empty()) {
+    return proposal;
+  }
   for (const candidate_group_t& group : proposal.chosen) {
     proposal.coverage += group.total_time * rate / static_cast<double>(samples.size());
   }
@@ -178,7 +192,11 @@ std::string group_text(const candidate_group_t& group) {
 
 std::string proposal_text(const proposal_t& proposal) {
   if (proposal.chosen.empty()) {
-    return "no switching points found";
+    return proposal.left_out.empty()
+               ? "no switching points at the beginning; look elsewhere with --from"
+               : "nothing like a chirp between the switching points at the beginning; look "
+                 "elsewhere "
+                 "with --from, or set min_chirp_len and max_chirp_len";
   }
   std::string text = "chirps: ";
   for (const candidate_group_t& group : proposal.chosen) {

@@ -1,117 +1,239 @@
-#include "analyze.h"
-
+#include "commands.h"
+#include "common/capture/statistics.h"
+#include "common/output/output_file.h"
+#include "common/spans/recording_analysis.h"
+#include "common/spans/trace_file.h"
+#include "common/spans/whole_analysis.h"
 #include "errors.h"
-#include "output_file.h"
-#include "report.h"
-#include "settings.h"
+#include "measurement.h"
+#include "outputs.h"
+#include "program.h"
+#include "progress.h"
+#include "table.h"
+#include "truth.h"
 
-#include <common_log/logger_system.h>
+#include <fmcw_demod/report.h>
 
+#include <algorithm>
+#include <array>
 #include <iostream>
+#include <memory>
+#include <optional>
+#include <thread>
+#include <utility>
 
-#include <unistd.h>
+#include <fmt/format.h>
 
 namespace fmcw_cli {
 namespace {
 
-using namespace orn::fmcw_demod_lib;
+using namespace orn::fmcw_host;
 
-/// Shows the library's log entries on one line of the terminal while it lives.
-class progress_line_t {
- public:
-  progress_line_t() {
-    if (shown_) {
-      common_log::logger_system_t::get_instance().set_sink(
-          [](const common_log::log_entry_t& entry) {
-            std::cerr << "\r\033[K" << entry.message << std::flush;
-          });
-    }
-  }
-  progress_line_t(const progress_line_t&) = delete;
-  progress_line_t& operator=(const progress_line_t&) = delete;
-  ~progress_line_t() {
-    if (shown_) {
-      common_log::logger_system_t::get_instance().set_sink({});
-      std::cerr << "\r\033[K" << std::flush;
-    }
-  }
-
- private:
-  bool shown_ = ::isatty(STDERR_FILENO) != 0;
+/// The call of `fmcw analyze`.
+struct analyze_call_t {
+  capture_call_t capture;
+  settings_source_t settings;
+  bool automatic = false;
+  bool frames = false;
+  bool report = false;
+  unsigned jobs = 0;  ///< 0: one for each processor
+  std::string progress;
+  output_choice_t outputs;
+  std::string traces;
+  std::string trace_file;
 };
 
-struct analyzer_handle_t {
-  void* handle = nullptr;
-  analyzer_handle_t() = default;
-  analyzer_handle_t(const analyzer_handle_t&) = delete;
-  analyzer_handle_t& operator=(const analyzer_handle_t&) = delete;
-  ~analyzer_handle_t() { destroy_fmcw_analyzer(&handle); }
-};
-
-/// The settings of the call over the capture's rate, with a note on stderr for each that a limit
-/// moved.
-manager_t settings_for(const analyze_call_t& call, const capture_t& capture) {
-  manager_t manager;
-  manager.set_fs(capture.sample_rate);
-  for (const std::string& note : apply_settings(call.settings, manager)) {
-    std::cerr << "fmcw: " << note << '\n';
+void check(const analyze_call_t& call) {
+  if (call.automatic && call.frames) {
+    throw input_error("--auto and --frames cannot both be given; allowed is one of them");
   }
-  return manager;
-}
-
-void check(int code, const char* step, const ErrorMsg& error) {
-  if (code != 0) {
-    throw run_error("{} failed with code {}: {}; expected code 0", step, code, error.message);
+  if (call.report && (call.outputs.against_truth || !call.outputs.json_file.empty() ||
+                      !call.outputs.csv_file.empty())) {
+    throw input_error("--report cannot be combined with --json, --csv or --truth");
   }
 }
 
-void run(capture_t& capture, const fmcw_demod_config_t& config, fmcw_measure_result_t& result) {
-  const progress_line_t progress;
-  analyzer_handle_t analyzer;
-  ErrorMsg error;
-  check(create_fmcw_analyzer(&analyzer.handle, &error), "creating the analyzer", error);
-  check(config_fmcw_analyzer(analyzer.handle, capture.signal, &config, &error), "configuring",
-        error);
-  check(work_fmcw_analyzer(analyzer.handle, capture.signal, &result, &error), "the analysis",
-        error);
-  if (result.summary_valid == 0) {
-    throw run_error(
-        "{}: the settings leave no span to analyse: from_start {}, from_end {}, "
-        "meas_time {} s, time_gate_len {} s, {} samples at {} Hz",
-        capture.name, config.advanced.from_start, config.advanced.from_end,
-        config.advanced.meas_time, config.advanced.time_gate_len, capture.signal.samples.size(),
-        capture.sample_rate);
+void check_files(const analyze_call_t& call, const recording_t& recording) {
+  std::vector<std::string> inputs = recording.files();
+  inputs.push_back(call.settings.file);
+  const std::array outputs = {call.outputs.json_file, call.outputs.csv_file, call.trace_file};
+  check_outputs(inputs, outputs);
+}
+
+settings_source_t source_of(const analyze_call_t& call) {
+  settings_source_t source = call.settings;
+  if (call.automatic) {
+    source.assignments.emplace_back("search=automatic");
+  }
+  if (call.frames) {
+    source.assignments.emplace_back("search=frames");
+  }
+  return source;
+}
+
+std::optional<std::uint64_t> total_of(const recording_t& recording) {
+  return recording.info().sample_count;
+}
+
+recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, outputs_t& outputs) {
+  const auto total = total_of(measurement.recording);
+  progress_t progress(total, call.progress == "json" ? progress_t::json : progress_t::line);
+  const unsigned jobs =
+      call.jobs > 0 ? call.jobs : std::max(std::thread::hardware_concurrency(), 1U);
+  recording_analysis_t analysis(
+      measurement.settings, jobs,
+      {[&](const chirp_t& chirp) { outputs.add(chirp); },
+       [&](const analysis_progress_t& state) { progress.show(state.done); }},
+      total, measurement.proposal.coverage);
+  const auto& segments = measurement.recording.segments();
+  for (std::size_t i = 0; i < segments.size(); ++i) {
+    const auto source = measurement.source(i);
+    analysis.analyze(segments[i], *source);
+  }
+  progress.finish();
+  return analysis.totals();
+}
+
+/// The part taken, in memory whole.
+std::vector<orn::fmcw_demod_lib::sample_t> read_whole(const measurement_t& measurement) {
+  const recording_t& recording = measurement.recording;
+  if (recording.segments().size() != 1 || !total_of(recording)) {
+    throw input_error(
+        "{}: --traces and --report take one segment of a file; this has {}: choose a part with "
+        "--from and --for",
+        recording.info().name,
+        total_of(recording) ? fmt::format("{} segments", recording.segments().size())
+                            : std::string("no known length"));
+  }
+  std::vector<orn::fmcw_demod_lib::sample_t> samples;
+  resize_for("the samples", samples, static_cast<std::size_t>(*total_of(recording)));
+  recording.source(0)->read(samples);
+  return samples;
+}
+
+void write_trace_file(const analyze_call_t& call, const measurement_t& measurement) {
+  const trace_choice_t choice = parse_traces(call.traces);
+  const auto result =
+      analyze_whole(measurement.settings, read_whole(measurement), choice.spectrogram);
+  const double rate = measurement.recording.info().sample_rate;
+  const double start =
+      static_cast<double>(measurement.recording.segments().front().first_sample) / rate;
+  write_output(call.trace_file,
+               [&](std::ostream& out) { write_traces(out, result, choice, start, rate); });
+}
+
+void tell_totals(const measurement_t& measurement, const recording_totals_t& totals) {
+  const double rate = measurement.recording.info().sample_rate;
+  if (totals.nonfinite_count > 0) {
+    tell(
+        fmt::format("{} samples are not finite and were cut out, the first is sample {} ({:.9g} s)",
+                    totals.nonfinite_count, *totals.first_nonfinite,
+                    static_cast<double>(*totals.first_nonfinite) / rate)
+            .c_str());
+  }
+  for (const change_t& change : totals.changes) {
+    const double seconds = static_cast<double>(change.first_sample) / rate;
+    tell(
+        fmt::format("about {:.6g} s on: {}, which these settings leave out; look there with --from "
+                    "{}",
+                    seconds, group_text(change.others), change.first_sample)
+            .c_str());
+  }
+  if (totals.uncovered_count > 0) {
+    tell(fmt::format("{} samples ({:.6g} s) are covered by no frame", totals.uncovered_count,
+                     static_cast<double>(totals.uncovered_count) / rate)
+             .c_str());
+  }
+}
+
+void print_summary(const measurement_t& measurement, const summary_t& summary,
+                   const recording_totals_t& totals) {
+  const settings_t& settings = measurement.settings;
+  const double impedance = settings.manager.get_demod_config().impedance;
+  const auto finite_count = static_cast<double>(totals.sample_count - totals.nonfinite_count);
+  const scaled_unit_t frequency("Hz", {summary.freq_avg()});
+  std::cout << fmt::format("chirps measured           {}\n", summary.chirp_count())
+            << fmt::format("capture power             {:.6g} dBm{}\n",
+                           dbm_of(totals.squares / finite_count, impedance),
+                           measurement.recording.info().full_scale
+                               ? ""
+                               : " (1.0 counts as 1 V peak, uncalibrated; see --full-scale)");
+  if (summary.chirp_count() > 0) {
+    std::cout << fmt::format("highest chirp power       {:.6g} dBm\n", summary.power_peak())
+              << fmt::format("switching time, std. dev. {:.6g} us\n",
+                             summary.switching_time_std() * 1e6)
+              << fmt::format("mean frequency            {} {}\n",
+                             frequency.format(summary.freq_avg()), frequency.unit);
+  }
+}
+
+void analyze(analyze_call_t call) {
+  if (!call.traces.empty()) {
+    parse_traces(call.traces);
+    call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
+  }
+  check(call);
+  measurement_t measurement = prepare_measurement(call.capture, source_of(call));
+  check_files(call, measurement.recording);
+  if (!call.traces.empty()) {
+    write_trace_file(call, measurement);
+  }
+  if (call.report) {
+    std::cout << analyze_whole(measurement.settings, read_whole(measurement), true);
+    return;
+  }
+  outputs_t outputs(call.outputs, measurement);
+  if (measurement.is_proposed) {
+    tell(proposal_text(measurement.proposal).c_str());
+  }
+  const recording_totals_t totals = run(call, measurement, outputs);
+  outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance);
+  tell_totals(measurement, totals);
+  bool all_found = true;
+  if (call.outputs.against_truth) {
+    all_found = print_against_truth(std::cout, measurement.recording, measurement.settings,
+                                    outputs.collected());
+  }
+  if (!takes_stdout(call.outputs)) {
+    std::cout << '\n';
+    print_summary(measurement, outputs.summary(), totals);
+  }
+  if (!all_found || outputs.summary().chirp_count() == 0) {
+    throw CLI::RuntimeError(all_found ? no_chirps : run_failed);
   }
 }
 
 }  // namespace
 
-void analyze(const analyze_call_t& call) {
-  if (call.json_file == "-" && call.csv_file == "-") {
-    throw input_error("--json and --csv cannot both be '-'; standard output takes one of them");
-  }
-  capture_t capture = read_capture(call.capture, call.raw);
-  const manager_t settings = settings_for(call, capture);
-  fmcw_measure_result_t result;
-  run(capture, settings.get_demod_config(), result);
-
-  const analysis_t analysis{capture, settings, result};
-  write_output(call.json_file,
-               [&](std::ostream& out) { write_json(out, analysis, !call.without_traces); });
-  write_output(call.csv_file, [&](std::ostream& out) { write_csv(out, analysis); });
-  if (call.json_file != "-" && call.csv_file != "-") {
-    if (call.report) {
-      std::cout << result;
-      return;
-    }
-    if (call.against_truth) {
-      print_against_truth(std::cout, analysis);
-    } else {
-      print_chirps(std::cout, analysis, call.all_fields);
-    }
-    std::cout << '\n';
-    print_summary(std::cout, analysis);
-  }
+void describe_analyze(CLI::App& app) {
+  auto* const command = app.add_subcommand("analyze", "Find and measure the chirps of a recording");
+  const auto call = std::make_shared<analyze_call_t>();
+  describe_capture(*command, call->capture);
+  describe_settings_source(*command, call->settings);
+  command->add_flag("--auto", call->automatic,
+                    "Choose limits that suit the recording (the default without limits or frames)");
+  command->add_flag("--frames", call->frames, "Analyse the library's own frames, not spans");
+  command->add_option("--jobs", call->jobs, "Number of threads; default: one for each processor")
+      ->check(CLI::Range(1, 4096));
+  command
+      ->add_option("--progress", call->progress,
+                   "line (the default, on a terminal) or json: a line of JSON after each span, on "
+                   "stderr")
+      ->check(CLI::IsMember({"line", "json"}));
+  command->add_flag("--all", call->outputs.all_figures, "Show every figure of every chirp");
+  command->add_flag("--selected", call->outputs.only_selected,
+                    "Only the chirps that chirp_start and chirp_count select");
+  command->add_flag("--truth", call->outputs.against_truth,
+                    "Compare with the chirps annotated in a synthetic recording");
+  command->add_flag("--report", call->report, "Print the library's own text of the result instead");
+  command->add_option("--json", call->outputs.json_file,
+                      "Write everything as JSON ('-': standard output)");
+  command->add_option("--csv", call->outputs.csv_file,
+                      "Write the chirps as CSV ('-': standard output)");
+  command->add_option("--traces", call->traces,
+                      "Write frequency,power,phase,spectrogram (or some) as .npz");
+  command->add_option("--npz", call->trace_file, "Where --traces go; default: CAPTURE.npz");
+  command->callback([call] { analyze(*call); });
 }
 
 }  // namespace fmcw_cli

@@ -1,9 +1,10 @@
-#include "spectrum.h"
-
+#include "capture.h"
+#include "commands.h"
+#include "common/output/output_file.h"
 #include "errors.h"
-#include "output_file.h"
 
 #include <cstddef>
+#include <memory>
 #include <ostream>
 #include <vector>
 
@@ -15,6 +16,16 @@ namespace {
 
 using namespace orn::fmcw_demod_lib;
 using nlohmann::ordered_json;
+
+using orn::fmcw_host::write_output;
+
+struct spectrum_call_t {
+  capture_call_t capture;
+  std::string kind = "single";  ///< single, fixed or channel-power
+  double impedance = 50.0;      ///< that channel power is into [ohm]; samples are peak volts
+  std::string json_file;
+  std::string csv_file;
+};
 
 /// A spectrum as a table: named columns of equal length, with rows of levels for a spectrogram.
 struct spectrum_t {
@@ -75,7 +86,7 @@ void write_csv(std::ostream& out, const spectrum_t& spectrum) {
 }
 
 void write_json(std::ostream& out, const spectrum_t& spectrum, const spectrum_call_t& call) {
-  ordered_json document = {{"capture", call.capture}, {"kind", call.kind}};
+  ordered_json document = {{"capture", call.capture.path}, {"kind", call.kind}};
   for (const auto& [name, value] : spectrum.figures) {
     document[name] = value;
   }
@@ -89,8 +100,6 @@ void write_json(std::ostream& out, const spectrum_t& spectrum, const spectrum_ca
   out << document << '\n';
 }
 
-}  // namespace
-
 void spectrum(const spectrum_call_t& call) {
   if (call.json_file == "-" && call.csv_file == "-") {
     throw input_error("--json and --csv cannot both be '-'; standard output takes one of them");
@@ -98,7 +107,7 @@ void spectrum(const spectrum_call_t& call) {
   if (!(call.impedance > 0.0)) {
     throw input_error("--impedance cannot be {}; allowed is above 0 ohm", call.impedance);
   }
-  const capture_t capture = read_capture(call.capture, call.raw);
+  const capture_t capture = read_capture(call.capture.path, call.capture.options);
   const FMCWConfig parameters({}, nullptr, capture.signal.fs);
   const FMCWAnalyze engine(parameters);
   spectrum_t result;
@@ -110,7 +119,7 @@ void spectrum(const spectrum_call_t& call) {
       throw input_error(
           "{}: {} samples make no row of the fixed spectrogram; allowed are 256 or "
           "more",
-          call.capture, capture.signal.samples.size());
+          call.capture.path, capture.signal.samples.size());
     }
   } else {
     result = channel_power(capture.signal, call.impedance);
@@ -118,6 +127,26 @@ void spectrum(const spectrum_call_t& call) {
   write_output(call.json_file, [&](std::ostream& out) { write_json(out, result, call); });
   const bool to_stdout = call.json_file.empty() && call.csv_file.empty();
   write_output(to_stdout ? "-" : call.csv_file, [&](std::ostream& out) { write_csv(out, result); });
+}
+
+}  // namespace
+
+void describe_spectrum(CLI::App& app) {
+  auto* const command = app.add_subcommand("spectrum", "Write a spectrum of a capture");
+  const auto call = std::make_shared<spectrum_call_t>();
+  describe_capture(*command, call->capture);
+  command
+      ->add_option(
+          "--kind", call->kind,
+          "single (of the first 1024 samples), fixed (spectrogram of 256-sample windows) or "
+          "channel-power")
+      ->check(CLI::IsMember({"single", "fixed", "channel-power"}))
+      ->capture_default_str();
+  command->add_option("--impedance", call->impedance, "Load for channel power [ohm]")
+      ->capture_default_str();
+  command->add_option("--csv", call->csv_file, "Write CSV ('-': standard output, the default)");
+  command->add_option("--json", call->json_file, "Write JSON ('-': standard output)");
+  command->callback([call] { spectrum(*call); });
 }
 
 }  // namespace fmcw_cli

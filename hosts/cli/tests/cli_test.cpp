@@ -1,13 +1,11 @@
+#include "fmcw_program.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <complex>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -15,72 +13,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
-namespace fs = std::filesystem;
-using nlohmann::json;
 using testing::HasSubstr;
-
-struct outcome_t {
-  int status;
-  std::string out, err;
-};
-
-std::string content(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/// Runs the program in an empty folder of its own.
-class Fmcw : public testing::Test {
- protected:
-  Fmcw() : folder_(fs::temp_directory_path() / fmt::format("fmcw-test-{}", ::getpid())) {
-    fs::remove_all(folder_);
-    fs::create_directories(folder_);
-  }
-  ~Fmcw() override { fs::remove_all(folder_); }
-
-  std::string path(const std::string& name) const { return (folder_ / name).string(); }
-
-  /// before  shell commands ahead of the program's
-  outcome_t run(const std::string& arguments, const std::string& before = "") const {
-    const std::string command = fmt::format("cd '{}' && {} '{}' {} >stdout.txt 2>stderr.txt",
-                                            folder_.string(), before, FMCW_PROGRAM, arguments);
-    const int status = std::system(command.c_str());
-    return {WEXITSTATUS(status), content(path("stdout.txt")), content(path("stderr.txt"))};
-  }
-
-  /// Analyses a capture and returns its JSON without traces.
-  json analyze(const std::string& arguments) const {
-    const auto outcome = run("analyze " + arguments + " --no-traces --json -");
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    return json::parse(outcome.out, nullptr, false);
-  }
-
-  std::vector<std::complex<float>> samples(const std::string& name) const {
-    const std::string bytes = content(path(name + ".sigmf-data"));
-    std::vector<std::complex<float>> all(bytes.size() / sizeof(std::complex<float>));
-    std::copy(bytes.begin(), bytes.end(), reinterpret_cast<char*>(all.data()));
-    return all;
-  }
-
-  void write(const std::string& name, const std::string& text) const {
-    std::ofstream(path(name), std::ios::binary) << text;
-  }
-
- private:
-  fs::path folder_;
-};
-
-/// Small captures: 10 MHz rate, ramps of 200 us and 2 MHz, fly-backs of 10 us.
-const std::string small_synth =
-    " --fs 10e6 --ramp 200e-6 --flyback 10e-6 --bandwidth 2e6 --chirps 5";
-const std::string small_analysis =
-    " --set min_chirp_len=100e-6 --set max_chirp_len=300e-6 --set time_gate_len=2e-3 --set "
-    "meas_time=2e-3";
 
 TEST_F(Fmcw, SynthesisIsReproducible) {
   ASSERT_EQ(run("synth a --snr 20 --seed 5" + small_synth).status, 0);
@@ -114,48 +50,46 @@ TEST_F(Fmcw, AnalysisFindsWhatWasSynthesised) {
     std::vector<double> slopes;  // kHz/us
   };
   for (const auto& c : {
-           shape_case_t{"rising", "", {10, 10, 10, 10}},
-           shape_case_t{"falling", " --direction down", {-10, -10, -10, -10}},
-           shape_case_t{"noisy", " --snr 40", {10, 10, 10, 10}},
-           shape_case_t{"triangular", " --shape triangle --idle 4e-6 --snr 50", {-10, 10, -10, 10}},
+           shape_case_t{"rising", small_synth, {10, 10, 10, 10}},
+           shape_case_t{"falling", small_synth + " --direction down", {-10, -10, -10, -10}},
+           shape_case_t{"noisy", small_synth + " --snr 40", {10, 10, 10, 10}},
+           shape_case_t{"triangular", small_triangle + " --idle 4e-6 --snr 50", {-10, 10, -10, 10}},
+           shape_case_t{"an ideal triangle", small_triangle, {-10, 10, -10, 10}},
        }) {
-    ASSERT_EQ(run("synth a --level -20" + small_synth + c.synth).status, 0) << c.name;
-    const json result = analyze("a" + small_analysis)["result"];
-    ASSERT_EQ(result["chirp_results"].size(), c.slopes.size()) << c.name;
+    ASSERT_EQ(run("synth a --force --level -20" + c.synth).status, 0) << c.name;
+    const json chirps = analyze("a" + small_analysis)["chirps"];
+    ASSERT_EQ(chirps.size(), c.slopes.size()) << c.name;
     for (std::size_t i = 0; i < c.slopes.size(); ++i) {
-      const json& chirp = result["chirp_results"][i];
-      EXPECT_NEAR(chirp["slope"].get<double>(), c.slopes[i], 1e-3 * 10) << c.name;
-      EXPECT_NEAR(chirp["power_avg"].get<double>(), -20.0, 0.02) << c.name;
+      EXPECT_NEAR(chirps[i]["slope_khz_per_us"].get<double>(), c.slopes[i], 1e-3 * 10) << c.name;
+      EXPECT_NEAR(chirps[i]["power_avg_dbm"].get<double>(), -20.0, 0.02) << c.name;
     }
   }
 }
 
 TEST_F(Fmcw, SynthesisedImpairmentsShowInTheFigures) {
   const auto chirp = [&](const std::string& impairment) {
-    EXPECT_EQ(run("synth a --level 0 --impedance 75" + small_synth + impairment).status, 0);
-    return analyze("a --set impedance=75 --set devlength_len=1" +
-                   small_analysis)["result"]["chirp_results"][1];
+    EXPECT_EQ(run("synth a --force --level 0 --impedance 75" + small_synth + impairment).status, 0);
+    return analyze("a --set impedance=75 --set devlength_len=1" + small_analysis)["chirps"][1];
   };
   const json clean = chirp("");
-  const json interval =
-      analyze("a --set devlength_len=1" + small_analysis)["result"]["chirp_intervals"][1];
-  const double middle = (interval[0].get<double>() + interval[1].get<double>()) / 2 - 2 * 2100;
-  EXPECT_NEAR(clean["freq_avg"].get<double>(), -1e6 + middle * 1e3, 50.0);
-  EXPECT_NEAR(clean["power_avg"].get<double>(), 0.0, 1e-3);
+  const double middle =
+      (clean["first_sample"].get<double>() + clean["last_sample"].get<double>()) / 2 - 2 * 2100;
+  EXPECT_NEAR(clean["freq_avg_hz"].get<double>(), -1e6 + middle * 1e3, 50.0);
+  EXPECT_NEAR(clean["power_avg_dbm"].get<double>(), 0.0, 1e-3);
   EXPECT_LT(clean["inl_peak"].get<double>(), 1e-4);
   // Over the share w of a ramp that is measured: RMS of a sine a / sqrt(2), slightly less for the
   // tilt of its fit; of a parabola of height q: w^2 q sqrt(4 / 45).
   const auto deviation = [](const json& figures) {
-    return figures["freq_dev_rms"].get<double>() / 2e6;
+    return figures["freq_dev_rms_hz"].get<double>() / 2e6;
   };
-  const double share = clean["length"].get<double>() / 200e-6;
+  const double share = clean["length_s"].get<double>() / 200e-6;
   EXPECT_NEAR(deviation(chirp(" --sine 0.01 --sine-cycles 8")), 0.01 / std::sqrt(2.0), 1e-4);
   EXPECT_NEAR(deviation(chirp(" --quadratic 0.01")), share * share * 0.01 * std::sqrt(4.0 / 45.0),
               5e-5);
   const json drooping = chirp(" --droop 3");
-  EXPECT_NEAR(drooping["power_pk_dev"].get<double>(), 3.0 * share, 0.02);
+  EXPECT_NEAR(drooping["power_pk_dev_db"].get<double>(), 3.0 * share, 0.02);
   EXPECT_NEAR(
-      drooping["power_avg"].get<double>(),
+      drooping["power_avg_dbm"].get<double>(),
       json::parse(content(path("a.sigmf-meta")))["annotations"][1]["fmcw:power"].get<double>(),
       0.02);
   EXPECT_GT(chirp(" --overshoot 0.02 --settling 40e-6")["inl_peak"].get<double>(), 3e-3);
@@ -176,7 +110,7 @@ TEST_F(Fmcw, SynthesisedImpairmentsShowInTheFigures) {
 
 TEST_F(Fmcw, ReadsEverySampleFormat) {
   ASSERT_EQ(run("synth a --level 9" + small_synth).status, 0);  // 0.89 V peak
-  const double power = analyze("a" + small_analysis)["result"]["power_avg"].get<double>();
+  const double power = analyze("a" + small_analysis)["summary"]["power_avg_dbm"].get<double>();
   struct format_case_t {
     std::string name;
     double full_scale, offset;
@@ -198,10 +132,10 @@ TEST_F(Fmcw, ReadsEverySampleFormat) {
                       c.name));
     for (const std::string& source :
          {fmt::format("{0}.raw --format {0} --fs 10e6", c.name), c.name, c.name + ".sigmf-data"}) {
-      const json result = analyze(source + small_analysis)["result"];
-      ASSERT_EQ(result["chirp_total"], 4) << source;
-      EXPECT_NEAR(result["power_avg"].get<double>(), power, 0.02) << source;
-      EXPECT_NEAR(result["chirp_results"][0]["slope"].get<double>(), 10.0, 0.01) << source;
+      const json result = analyze(source + small_analysis);
+      ASSERT_EQ(result["summary"]["chirp_total"], 4) << source;
+      EXPECT_NEAR(result["summary"]["power_avg_dbm"].get<double>(), power, 0.02) << source;
+      EXPECT_NEAR(result["chirps"][0]["slope_khz_per_us"].get<double>(), 10.0, 0.01) << source;
     }
   }
 }
@@ -220,8 +154,9 @@ TEST_F(Fmcw, ScalesIntegersToOne) {
       raw += c.sample;
     }
     write("constant.raw", raw);
-    const json result = analyze("constant.raw --fs 1e6 --format " + c.name)["result"];
-    EXPECT_NEAR(result["power_avg"].get<double>(), 10 + 20 * std::log10(c.volts), 1e-5) << c.name;
+    const json summary = analyze("constant.raw --fs 1e6 --format " + c.name)["summary"];
+    EXPECT_NEAR(summary["power_avg_dbm"].get<double>(), 10 + 20 * std::log10(c.volts), 1e-5)
+        << c.name;
   }
 }
 
@@ -235,28 +170,32 @@ TEST_F(Fmcw, WritesEverythingAndNumbersRoundTrip) {
   ASSERT_EQ(outcome.status, 0) << outcome.err;
   EXPECT_THAT(outcome.err, testing::IsEmpty()) << "progress is for terminals";
   const json document = json::parse(content(path("a.json")));
-  const json& result = document["result"];
+  const json& chirps = document["chirps"];
   EXPECT_EQ(document["settings"]["max_chirp_len"], 300e-6);
   EXPECT_EQ(document["settings"]["chirp_state_deviation"], true);
-  EXPECT_EQ(document["capture"]["sample_count"], result["time_axis"].size());
-  EXPECT_EQ(result["spectrogram_wincfg"][3].size(), 64U);
-  EXPECT_EQ(result["chirp_intervals"].size(), 4U);
-  EXPECT_TRUE(result["chirp_results"][0]["power_min"].is_null());
+  EXPECT_EQ(document["capture"]["sample_count"], document["summary"]["sample_count"]);
+  ASSERT_EQ(chirps.size(), 4U);
+  EXPECT_TRUE(chirps[0]["power_min_dbm"].is_null());
 
   std::istringstream csv(content(path("a.csv")));
   std::string line;
   std::getline(csv, line);
-  EXPECT_TRUE(line.starts_with("chirp_id,chirp_no,first_sample,last_sample,start_time,"));
-  for (const json& chirp : result["chirp_results"]) {
+  EXPECT_TRUE(line.starts_with(
+      "capture,chirp,direction,first_sample,last_sample,selected,start_s,stop_s,length_s,"))
+      << line;
+  EXPECT_TRUE(line.ends_with(",flags"));
+  for (const json& chirp : chirps) {
     ASSERT_TRUE(std::getline(csv, line));
     std::istringstream cells(line);
     std::vector<std::string> values;
     for (std::string cell; std::getline(cells, cell, ',');) {
       values.push_back(cell);
     }
-    ASSERT_EQ(values.size(), 34U);
-    EXPECT_EQ(std::strtod(values[8].c_str(), nullptr), chirp["slope"].get<double>());
-    EXPECT_EQ(std::strtod(values[14].c_str(), nullptr), chirp["freq_avg"].get<double>());
+    ASSERT_GE(values.size(), 37U);
+    EXPECT_EQ(values[2], "up");
+    EXPECT_EQ(std::strtod(values[6].c_str(), nullptr), chirp["start_s"].get<double>());
+    EXPECT_EQ(std::strtod(values[10].c_str(), nullptr), chirp["slope_khz_per_us"].get<double>());
+    EXPECT_EQ(std::strtod(values[16].c_str(), nullptr), chirp["freq_avg_hz"].get<double>());
   }
   EXPECT_EQ(run("analyze a --json -" + small_analysis).out, content(path("a.json")));
   EXPECT_EQ(run("analyze a --csv -" + small_analysis).out, content(path("a.csv")));
@@ -273,7 +212,7 @@ TEST_F(Fmcw, PrintsAlignedTables) {
   std::getline(lines, head);
   std::getline(lines, row);
   EXPECT_EQ(head.size(), row.size());
-  EXPECT_THAT(run("analyze a --all" + small_analysis).out, HasSubstr("pm_settling_length [s]"));
+  EXPECT_THAT(run("analyze a --all" + small_analysis).out, HasSubstr("pm_settling_length_s"));
   const auto truth = run("analyze a --truth" + small_analysis).out;
   EXPECT_THAT(truth, HasSubstr("4 of 5 annotated chirps measured"));
   EXPECT_THAT(truth, HasSubstr("chirp 1 (0 to 200 us): not measured"));
@@ -287,15 +226,19 @@ TEST_F(Fmcw, TakesSettingsFromAFileAndTheCommandLine) {
   const json document = analyze("a --settings s.json --set chirp_count=3");
   EXPECT_EQ(document["settings"]["chirp_count"], 3) << "the command line comes last";
   EXPECT_EQ(document["settings"]["chirp_state_deviation"], false);
-  EXPECT_EQ(document["settings"]["fs"], 10e6) << "the capture's own";
-  EXPECT_EQ(document["result"]["selected_intervals"].size(), 3U);
+  std::size_t selected = 0;
+  for (const json& chirp : document["chirps"]) {
+    selected += chirp["selected"].get<bool>() ? 1U : 0U;
+  }
+  EXPECT_EQ(selected, 3U);
 }
 
 TEST_F(Fmcw, ReportsWhatALimitMoved) {
   ASSERT_EQ(run("synth a" + small_synth).status, 0);
   auto outcome = run("analyze a --set time_gate_len=2");
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_EQ(outcome.err, "fmcw: time_gate_len moved from 2 to 0.001: at most meas_time\n");
+  EXPECT_THAT(outcome.err, testing::StartsWith(
+                               "fmcw: time_gate_len moved from 2 to 0.001: at most meas_time\n"));
   outcome = run("analyze a --set from_end=0.5 --set from_start=0.75");
   EXPECT_EQ(outcome.status, 1) << "the two now leave nothing";
   EXPECT_THAT(outcome.err, testing::StartsWith(
@@ -311,14 +254,14 @@ TEST_F(Fmcw, ListsEverySetting) {
   const auto table = run("settings").out;
   EXPECT_THAT(table, HasSubstr("min_chirp_len"));
   EXPECT_THAT(table, HasSubstr("at most max_chirp_len"));
-  const json all = json::parse(run("settings --json").out);
-  EXPECT_EQ(all.size(), 35U);
+  const json all = json::parse(run("settings --json").out)["descriptions"];
+  EXPECT_EQ(all.size(), 37U);
   for (const json& setting : all) {
     EXPECT_FALSE(setting["meaning"].get<std::string>().empty());
     EXPECT_FALSE(setting["allowed"].get<std::string>().empty());
   }
   EXPECT_EQ(all[4]["name"], "impedance");
-  EXPECT_EQ(all[4]["default"], 50.0);
+  EXPECT_EQ(all[4]["default"], "50");
 }
 
 TEST_F(Fmcw, PrintsTheLibrarysReport) {
@@ -355,6 +298,7 @@ TEST_F(Fmcw, RefusesWrongCallsAndInputs) {
   write("odd.raw", "12345");
   write("empty.raw", "");
   write("tiny.raw", "abcdef");
+  write("tiny.cu8", "abcdef");
   write("broken.sigmf-meta", "{ not json");
   const auto meta = [&](const std::string& name, const std::string& global) {
     write(name + ".sigmf-meta", R"({"global": {)" + global + "}}");
@@ -383,20 +327,20 @@ TEST_F(Fmcw, RefusesWrongCallsAndInputs) {
       {"analyze missing.sigmf-meta", 2, {"missing.sigmf-meta", "cannot be read"}},
       {"analyze missing", 2, {"missing.sigmf-meta"}},
       {"analyze folder --fs 1e6 --format ci8", 2, {"folder", "cannot be read"}},
-      {"analyze odd.raw", 2, {"odd.raw", "--fs", "--format"}},
-      {"analyze odd.raw --fs 1e6", 2, {"--format"}},
+      {"analyze tiny.cu8", 2, {"tiny.cu8", "sample rate", "--fs"}},
+      {"analyze odd.raw --fs 1e6", 2, {"5 bytes", "cf32_le"}},
       {"analyze odd.raw --fs 1e6 --format cf32_le", 2, {"5 bytes", "multiple of 8"}},
-      {"analyze odd.raw --fs 1e6 --format cf64", 2, {"cf64", "cf32_le, ci16_le, ci8, cu8"}},
+      {"analyze odd.raw --fs 1e6 --format cf63", 2, {"cf63", "cf32_le, ", "ci8, cu8"}},
       {"analyze odd.raw --fs 0 --format ci8", 2, {"--fs", "0", "above 0"}},
       {"analyze odd.raw --fs fast --format ci8", 2, {"fast"}},
       {"analyze empty.raw --fs 1 --format ci8", 2, {"0 bytes"}},
       {"analyze broken", 2, {"broken.sigmf-meta", "not JSON"}},
       {"analyze no_rate", 2, {"core:sample_rate", "missing"}},
-      {"analyze zero_rate", 2, {"core:sample_rate", "0 Hz"}},
+      {"analyze zero_rate", 2, {"core:sample_rate", "0", "above 0 Hz"}},
       {"analyze no_type", 2, {"core:datatype", "missing"}},
       {"analyze real_type", 2, {"rf32_le", "cf32_le"}},
       {"analyze two_channels", 2, {"core:num_channels", "2"}},
-      {"analyze a --set speed=3", 2, {"speed", "min_chirp_len"}},
+      {"analyze a --set min_chirp=3", 2, {"min_chirp", "nearest is min_chirp_len"}},
       {"analyze a --set fs", 2, {"'fs'", "name=value"}},
       {"analyze a --set fs=0", 2, {"fs", "'0'", "above 0"}},
       {"analyze a --set fs=nan", 2, {"fs", "'nan'"}},
@@ -411,16 +355,20 @@ TEST_F(Fmcw, RefusesWrongCallsAndInputs) {
        2,
        {"display_chirpNO", "'30'", "chirp_start + chirp_count"}},
       {"analyze a --set chirp_detect=5000000000", 2, {"chirp_detect", "whole"}},
-      {"analyze a --json - --csv - --report", 2, {"--json"}},
+      {"analyze a --json x.json --report", 2, {"--json", "--report"}},
+      {"analyze a --auto --frames", 2, {"--auto", "--frames"}},
+      {"analyze a --jobs 0", 2, {"--jobs"}},
+      {"analyze a --traces colour", 2, {"colour", "spectrogram"}},
+      {"analyze a --json a.sigmf-meta", 2, {"a.sigmf-meta"}},
       {"spectrum a --kind wide", 2, {"wide", "channel-power"}},
       {"spectrum missing", 2, {"missing.sigmf-meta"}},
       {"spectrum a --impedance 0 --kind channel-power", 2, {"--impedance", "above 0"}},
       {"spectrum tiny.raw --fs 1 --format ci8 --kind fixed", 2, {"tiny.raw", "3 samples", "256"}},
       {"analyze a --settings nowhere.json", 2, {"nowhere.json"}},
-      {"analyze a --settings list.json", 2, {"list.json", "object"}},
+      {"analyze a --settings list.json", 2, {"list.json"}},
       {"analyze a --settings unknown.json", 2, {"unknown.json", "speed"}},
       {"analyze a --settings text.json", 2, {"fs", "fast"}},
-      {"analyze a --json - --csv -", 2, {"--json", "--csv"}},
+      {"analyze a --json - --csv -", 2, {"standard output", "two outputs"}},
       {"analyze a --json nowhere/x.json", 2, {"nowhere/x.json", "cannot be created"}},
       {"analyze a --set from_start=1 --json x.json", 1, {"from_start 1", "no span"}},
       {"synth nowhere/x", 2, {"nowhere/x.sigmf-data"}},
@@ -451,42 +399,14 @@ TEST_F(Fmcw, LeavesAnOldFileAloneWhenItFails) {
   write("old.json", "old");
   EXPECT_EQ(run("analyze a --set from_start=1 --json old.json").status, 1);
   EXPECT_EQ(content(path("old.json")), "old");
-  const auto cut_short = run("analyze a --json old.json", "trap '' XFSZ; ulimit -f 16;");
+  const auto cut_short = run("analyze a --json old.json", "trap '' XFSZ; ulimit -f 1;");
   EXPECT_EQ(cut_short.status, 1);
   EXPECT_THAT(cut_short.err, HasSubstr("old.json: not everything could be written"));
   EXPECT_EQ(content(path("old.json")), "old");
   EXPECT_EQ(run("synth b" + small_synth, "trap '' XFSZ; ulimit -f 16;").status, 1);
   EXPECT_FALSE(fs::exists(path("b.sigmf-data")) || fs::exists(path("b.sigmf-meta")));
-  EXPECT_EQ(run("analyze a --json /dev/full --no-traces").status, 1);
-  EXPECT_EQ(run("analyze a --no-traces --json - >/dev/full 2>full.txt #").status, 1);
-}
-
-TEST_F(Fmcw, MeasuresRecordingsMadeByOthers) {
-  const fs::path room = fs::path(FMCW_RECORDINGS) / "real_acoustic_tracked_48k.cf32";
-  const fs::path modulator = fs::path(FMCW_RECORDINGS) / "thirdparty_lora_sf7_x8_8M.cf32";
-  if (!fs::exists(room) || !fs::exists(modulator)) {
-    GTEST_SKIP() << "no recordings in '" FMCW_RECORDINGS "'";
-  }
-  // Five chirps of 0.3 s and 14 kHz end to end; the first has no switching point before it.
-  json chirps = analyze(
-      fmt::format("'{}' --fs 48000 --format cf32_le --set meas_time=2 --set time_gate_len=2 --set "
-                  "min_chirp_len=0.2 --set max_chirp_len=0.4",
-                  room.string()))["result"]["chirp_results"];
-  ASSERT_EQ(chirps.size(), 4U);
-  for (const json& chirp : chirps) {
-    EXPECT_NEAR(chirp["slope"].get<double>(), 4.6666667e-5, 0.005 * 4.6666667e-5);
-  }
-  // Eight preamble chirps of 8192 samples, then symbols of other shapes.
-  const json result = analyze(
-      fmt::format("'{}' --fs 8e6 --format cf32_le --set meas_time=1 --set time_gate_len=1 --set "
-                  "min_chirp_len=0.9e-3 --set max_chirp_len=1.1e-3",
-                  modulator.string()))["result"];
-  ASSERT_GE(result["chirp_results"].size(), 8U);
-  for (std::size_t i = 0; i < 8; ++i) {
-    EXPECT_NEAR(result["chirp_results"][i]["slope"].get<double>(), 0.1220703125, 1e-4 * 0.122);
-    EXPECT_NEAR(result["chirp_intervals"][i][0].get<double>(), 8192.0 * static_cast<double>(i),
-                128.0);
-  }
+  EXPECT_EQ(run("analyze a --json /dev/full").status, 1);
+  EXPECT_EQ(run("analyze a --json - >/dev/full 2>full.txt #").status, 1);
 }
 
 }  // namespace

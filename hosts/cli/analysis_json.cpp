@@ -1,0 +1,59 @@
+#include "analysis_json.h"
+
+#include "common/capture/statistics.h"
+#include "common/figures/chirp_json.h"
+#include "common/settings/profile.h"
+
+#include <optional>
+#include <string_view>
+
+namespace fmcw_cli {
+
+using namespace orn::fmcw_host;
+
+namespace {
+
+template <class Value>
+void put_optional(json_writer_t& json, const char* name, const std::optional<Value>& value) {
+  json.key(name);
+  value ? json.value(*value) : json.value(nullptr);
+}
+
+}  // namespace
+
+analysis_json_t::analysis_json_t(std::ostream& out, const recording_t& recording,
+                                 const settings_t& settings)
+    : json_(out, json_writer_t::indented) {
+  const recording_info_t& info = recording.info();
+  json_.begin_object().key("capture").begin_object();
+  json_.member("file", std::string_view(info.name))
+      .member("format", std::string_view(info.format))
+      .member("datatype", std::string_view(info.datatype))
+      .member("sample_rate", info.sample_rate);
+  put_optional(json_, "sample_count", info.sample_count);
+  put_optional(json_, "full_scale_v", info.full_scale);
+  json_.end_object().key("settings");
+  write_profile(json_, settings);
+  json_.key("chirps").begin_array();
+}
+
+void analysis_json_t::add(const chirp_t& chirp) { write_json(json_, chirp); }
+
+void analysis_json_t::finish(const summary_t& summary, const recording_totals_t& totals,
+                             double impedance) {
+  const auto finite_count = static_cast<double>(totals.sample_count - totals.nonfinite_count);
+  json_.end_array()
+      .key("summary")
+      .begin_object()
+      .member("chirp_total", summary.chirp_count())
+      .member("power_avg_dbm", dbm_of(totals.squares / finite_count, impedance))
+      .member("power_peak_dbm", summary.power_peak())
+      .member("switching_time_std_s", summary.switching_time_std())
+      .member("freq_avg_hz", summary.freq_avg())
+      .member("sample_count", totals.sample_count)
+      .member("nonfinite_count", totals.nonfinite_count);
+  put_optional(json_, "first_nonfinite_sample", totals.first_nonfinite);
+  json_.member("uncovered_count", totals.uncovered_count).end_object().end_object();
+}
+
+}  // namespace fmcw_cli

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "common/capture/recording.h"
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace fmcw_cli {
+
+/// The recording that a command reads, as its options tell it.
+struct capture_call_t {
+  std::string path;
+  orn::fmcw_host::read_options_t options;
+};
+
+/// Adds the argument CAPTURE and the options that tell how to read it.
+void describe_capture(CLI::App& command, capture_call_t& call);
+
+// Each adds a command to the program; parsing the command line runs it. Commands throw
+// input_error_t and run_error_t, and CLI::RuntimeError with the exit status where they have said
+// all.
+void describe_analyze(CLI::App& app);
+void describe_convert(CLI::App& app);
+void describe_info(CLI::App& app);
+void describe_settings(CLI::App& app);
+void describe_spectrum(CLI::App& app);
+void describe_suggest(CLI::App& app);
+void describe_synth(CLI::App& app);
+
+}  // namespace fmcw_cli

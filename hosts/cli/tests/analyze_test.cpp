@@ -1,0 +1,146 @@
+#include "fmcw_program.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+/// 2000 periods: more than one span.
+const std::string long_synth =
+    " --fs 10e6 --ramp 200e-6 --flyback 10e-6 --bandwidth 2e6 --chirps 2000 --snr 30";
+
+TEST_F(Fmcw, NeedsNoSettings) {
+  ASSERT_EQ(run("synth a" + long_synth).status, 0);
+  const auto outcome = run("analyze a --csv a.csv --truth");
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_THAT(outcome.out, HasSubstr("1999 of 2000 annotated chirps measured"));
+  EXPECT_THAT(outcome.out, HasSubstr("the recording begins with it"));
+  EXPECT_THAT(outcome.err, HasSubstr("--set max_chirp_len="));
+
+  // What was printed, pasted, gives the same rows, on any number of threads and from a pipe.
+  const std::string pasted = outcome.err.substr(outcome.err.find("--set"));
+  const std::string settings = pasted.substr(0, pasted.find('\n'));
+  const std::string rows = content(path("a.csv"));
+  EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 2000);
+  EXPECT_EQ(run("analyze a --csv - " + settings).out, rows);
+  EXPECT_EQ(run("analyze a --jobs 1 --csv -").out, rows);
+  EXPECT_EQ(run("analyze a --jobs 3 --csv -").out, rows);
+  std::string piped = run("analyze - --fs 10e6 --format cf32_le --csv -", "cat a.sigmf-data |").out;
+  EXPECT_EQ(std::count(piped.begin(), piped.end(), '\n'), 2000);
+
+  // So does the profile of the suggestion and that of a result.
+  write("suggested.json", run("suggest a --json").out);
+  EXPECT_EQ(run("analyze a --csv - --settings suggested.json").out, rows);
+  ASSERT_EQ(run("analyze a --json result.json").status, 0);
+  EXPECT_EQ(run("analyze a --csv - --settings result.json").out, rows);
+  EXPECT_THAT(run("suggest a").out, HasSubstr("chirps: "));
+}
+
+TEST_F(Fmcw, TellsWhenThereIsNoChirp) {
+  write("zeros.cf32", std::string(80000, '\0'));
+  const auto outcome = run("analyze zeros.cf32 --fs 1e6");
+  EXPECT_EQ(outcome.status, 4);
+  EXPECT_THAT(outcome.out, HasSubstr("no chirps found"));
+  EXPECT_EQ(run("suggest zeros.cf32 --fs 1e6").status, 4);
+}
+
+TEST_F(Fmcw, ShowsProgressAsJson) {
+  ASSERT_EQ(run("synth a" + long_synth).status, 0);
+  const auto outcome = run("analyze a --progress=json --csv a.csv --set max_chirp_len=300us");
+  std::istringstream lines(outcome.err);
+  std::string line;
+  json last;
+  while (std::getline(lines, line)) {
+    if (line.starts_with("{")) {
+      last = json::parse(line);
+    }
+  }
+  EXPECT_EQ(last["done"], 4200000);
+  EXPECT_EQ(last["total"], 4200000);
+}
+
+TEST_F(Fmcw, MarksSelectedChirps) {
+  ASSERT_EQ(run("synth a --chirps 50 --fs 10e6 --ramp 200e-6 --bandwidth 2e6").status, 0);
+  const json chirps = analyze("a --selected --set chirp_start=5 --set chirp_count=3")["chirps"];
+  ASSERT_EQ(chirps.size(), 3U);
+  EXPECT_EQ(chirps[0]["chirp"], 6);
+  EXPECT_EQ(analyze("a --set chirp_start=5 --set chirp_count=3")["summary"]["chirp_total"], 49);
+}
+
+TEST_F(Fmcw, CutsOutWhatIsNotFinite) {
+  ASSERT_EQ(run("synth a --chirps 50 --fs 10e6 --ramp 200e-6 --bandwidth 2e6").status, 0);
+  auto data = content(path("a.sigmf-data"));
+  std::fill_n(data.begin() + 8 * 43210, 4, '\xFF');
+  write("a.sigmf-data", data);
+  const auto outcome = run("analyze a --json a.json");
+  EXPECT_THAT(outcome.err, HasSubstr("1 samples are not finite"));
+  EXPECT_THAT(outcome.err, HasSubstr("sample 43210"));
+  const json document = json::parse(content(path("a.json")));
+  EXPECT_EQ(document["summary"]["first_nonfinite_sample"], 43210);
+  EXPECT_EQ(document["chirps"].size(), 48U);
+}
+
+TEST_F(Fmcw, WritesTracesAsArrays) {
+  ASSERT_EQ(run("synth a --snr 40" + small_synth).status, 0);
+  ASSERT_EQ(run("analyze a --traces frequency,spectrogram --npz t.npz").status, 0);
+  const std::string file = content(path("t.npz"));
+  for (const char* const name : {"time_s", "frequency_hz", "spectrogram_db", "spectrogram_time_s",
+                                 "spectrogram_frequency_hz"}) {
+    EXPECT_THAT(file, HasSubstr(std::string(name) + ".npy")) << name;
+  }
+  EXPECT_THAT(file, Not(HasSubstr("power_dbm")));
+}
+
+TEST_F(Fmcw, TakesAProfileToARecordingOfAnotherRate) {
+  ASSERT_EQ(run("synth a" + small_synth).status, 0);
+  ASSERT_EQ(run("synth b --fs 20e6 --ramp 200e-6 --bandwidth 2e6 --chirps 5").status, 0);
+  ASSERT_EQ(run("analyze a --json a.json").status, 0);
+  EXPECT_EQ(analyze("b --settings a.json")["chirps"].size(), 4U);
+  write("rate.json", R"({"fs": 10e6})");
+  const auto refused = run("analyze b --settings rate.json");
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_THAT(refused.err, HasSubstr("fs cannot be"));
+  EXPECT_THAT(refused.err, HasSubstr("20000000 Hz"));
+  EXPECT_THAT(run("settings --json").out, HasSubstr("\"search\": \"automatic\""));
+}
+
+TEST_F(Fmcw, MeasuresRecordingsMadeByOthers) {
+  const fs::path room = fs::path(FMCW_RECORDINGS) / "real_acoustic_tracked_48k.cf32";
+  const fs::path modulator = fs::path(FMCW_RECORDINGS) / "thirdparty_lora_sf7_x8_8M.cf32";
+  if (!fs::exists(room) || !fs::exists(modulator)) {
+    GTEST_SKIP() << "no recordings in '" FMCW_RECORDINGS "'";
+  }
+  // Five chirps of 0.3 s and 14 kHz end to end; the first has no switching point before it.
+  for (const char* const settings :
+       {"",
+        " --set meas_time=2 --set time_gate_len=2 --set min_chirp_len=0.2 --set "
+        "max_chirp_len=0.4"}) {
+    const json chirps =
+        analyze(fmt::format("'{}' --fs 48000{}", room.string(), settings))["chirps"];
+    ASSERT_EQ(chirps.size(), 4U) << settings;
+    for (const json& chirp : chirps) {
+      EXPECT_NEAR(chirp["slope_khz_per_us"].get<double>(), 4.6666667e-5, 0.005 * 4.6666667e-5);
+    }
+  }
+  // Eight preamble chirps of 8192 samples, then symbols of other shapes.
+  for (const char* const settings :
+       {"",
+        " --set meas_time=1 --set time_gate_len=1 --set min_chirp_len=0.9ms --set "
+        "max_chirp_len=1.1ms"}) {
+    const json chirps =
+        analyze(fmt::format("'{}' --fs 8e6{}", modulator.string(), settings))["chirps"];
+    ASSERT_GE(chirps.size(), 8U) << settings;
+    for (std::size_t i = 0; i < 8; ++i) {
+      EXPECT_NEAR(chirps[i]["slope_khz_per_us"].get<double>(), 0.1220703125, 1e-4 * 0.122);
+      EXPECT_NEAR(chirps[i]["first_sample"].get<double>(), 8192.0 * static_cast<double>(i), 130.0);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# failing_allocations.sh PROGRAM ALLOCATOR: lets every allocation of the program fail, each once and
+# each with all that follow. The program may not crash, and where it fails it ends with status 1,
+# one line on stderr and no file left behind.
+set -euo pipefail
+program=$1 allocator=$2
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder"
+mkdir made
+"$program" synth in --fs 10e6 --ramp 200e-6 --bandwidth 2e6 --chirps 5 --flyback 10e-6 >/dev/null
+"$program" convert in in.sigmf >/dev/null
+"$program" convert in in.wav >/dev/null
+
+count_of() {
+  FMCW_COUNT=$folder/count LD_PRELOAD=$allocator "$program" "$@" >/dev/null 2>&1
+  rm -rf made/* made/.fmcw-*
+  cat count
+}
+
+# What happens before the command is known is the same for every command; the first one tries it.
+first=1
+failures=0
+try() {
+  local total status lines mode n
+  total=$(count_of "$@")
+  for mode in FMCW_FAIL_AT FMCW_FAIL_FROM; do
+    for ((n = first; n <= total; ++n)); do
+      status=0
+      env "$mode=$n" "LD_PRELOAD=$allocator" "$program" "$@" >/dev/null 2>stderr || status=$?
+      mapfile -t lines <stderr
+      if [ "$status" -eq 0 ]; then
+        rm -rf made/* made/.fmcw-*
+      elif [ "$status" -ne 1 ] || [ ${#lines[@]} -ne 1 ] || [ -n "$(ls -A made)" ]; then
+        echo "fmcw $*, $mode=$n of $total: status $status, stderr '${lines[*]-}', files: $(ls -A made)"
+        failures=$((failures + 1))
+        rm -rf made/* made/.fmcw-*
+      fi
+    done
+  done
+  echo "fmcw $*: allocations $first to $total"
+}
+
+try info in
+first=$(($(count_of --version) - 20))
+try info in.sigmf
+try info in.wav --json
+try convert in made/out
+try convert in.wav made/out.cs16
+try convert in made/out.sigmf --to ci16_le
+try convert in made/out.wav
+try synth made/out --fs 10e6 --ramp 200e-6 --bandwidth 2e6 --chirps 2 --snr 20
+exit $((failures != 0))

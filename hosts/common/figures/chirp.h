@@ -1,0 +1,34 @@
+#pragma once
+
+#include <fmcw_demod/result_record.h>
+
+#include <cstdint>
+#include <optional>
+
+namespace orn::fmcw_host {
+
+/// What else there is to say of a chirp, a bit each.
+struct chirp_flag_t {
+  static constexpr std::uint32_t edge = 1;  ///< reaches an end of what was sampled without a gap
+};
+
+/// One measured chirp of a recording: a row of every table.
+struct chirp_t {
+  std::uint64_t number = 0;        ///< over the recording, from 1
+  std::uint64_t first_sample = 0;  ///< on the recording's axis
+  std::uint64_t last_sample = 0;   ///< inclusive
+  double start = 0.0;              ///< first_sample over the rate [s]
+  double stop = 0.0;               ///< last_sample over the rate [s]
+  double fm_settling_point = 0.0;  ///< on the axis of start [s]
+  double pm_settling_point = 0.0;  ///< on the axis of start [s]
+  std::optional<double> centre;    ///< RF frequency of 0 Hz [Hz]
+  std::uint32_t flags = 0;         ///< of chirp_flag_t
+  bool selected = false;           ///< by `chirp_start` and `chirp_count`
+
+  /// The library's figures. In spans, `length` and `switching_time` are differences of the times
+  /// above in double, in the library's frames they are its own, in single precision; its
+  /// `start_time`, `stop_time` and settling points count from the frame's first candidate.
+  fmcw_demod_lib::fmcw_chirp_result_t figures;
+};
+
+}  // namespace orn::fmcw_host

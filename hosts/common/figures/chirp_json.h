@@ -1,0 +1,12 @@
+#pragma once
+
+#include "common/figures/chirp.h"
+#include "common/output/json_writer.h"
+
+namespace orn::fmcw_host {
+
+/// Writes one chirp as an object: chirp, direction, first_sample, last_sample, selected, the
+/// figures by their columns, flags. Figures that need an RF frequency nobody told are left out.
+void write_json(json_writer_t& out, const chirp_t& chirp);
+
+}  // namespace orn::fmcw_host

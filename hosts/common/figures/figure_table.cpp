@@ -1,0 +1,77 @@
+#include "common/figures/figure_table.h"
+
+#include "common/errors.h"
+#include "common/settings/setting_table.h"
+
+namespace orn::fmcw_host {
+namespace {
+
+// A figure on one line.
+// clang-format off
+std::vector<figure_t> make_table() {
+  return {
+      {"start_s", "start", "s", "first sample over the rate, on the recording's axis", true, [](const chirp_t& c) { return c.start; }},
+      {"stop_s", "stop", "s", "last sample over the rate, on the recording's axis", false, [](const chirp_t& c) { return c.stop; }},
+      {"length_s", "length", "s", "stop less start", true, [](const chirp_t& c) { return c.figures.length; }},
+      {"switching_time_s", "switching time", "s", "gap to the chirp before; 0 where there is none", false, [](const chirp_t& c) { return c.figures.switching_time; }},
+      {"slope_khz_per_us", "slope", "kHz/us", "slope of the line fitted to the frequency over the deviation window", true, [](const chirp_t& c) { return c.figures.slope; }},
+      {"slope_dev_mean_khz_per_us", "mean slope less slope", "kHz/us", "mean sample-to-sample slope less the fitted one", false, [](const chirp_t& c) { return c.figures.slope_dev_mean; }},
+      {"slope_dev_rms_khz_per_us", "RMS slope dev.", "kHz/us", "RMS of sample-to-sample slopes about the fitted one", false, [](const chirp_t& c) { return c.figures.slope_dev_rms; }},
+      {"slope_dev_avg_khz_per_us", "mean slope dev.", "kHz/us", "mean of sample-to-sample slopes about the fitted one", false, [](const chirp_t& c) { return c.figures.slope_dev_avg; }},
+      {"slope_dev_peak_khz_per_us", "peak slope dev.", "kHz/us", "largest of sample-to-sample slopes about the fitted one", false, [](const chirp_t& c) { return c.figures.slope_dev_peak; }},
+      {"bandwidth_hz", "bandwidth", "Hz", "highest less lowest frequency of the chirp", true, [](const chirp_t& c) { return c.figures.bandwidth; }},
+      {"freq_avg_hz", "mean frequency", "Hz", "mean frequency over the deviation window", false, [](const chirp_t& c) { return c.figures.freq_avg; }},
+      {"rf_freq_avg_hz", "mean RF", "Hz", "mean frequency plus the recording's centre frequency", false, [](const chirp_t& c) { return c.centre.value_or(0.0) + c.figures.freq_avg; }},
+      {"freq_dev_peak_hz", "peak freq. dev.", "Hz", "largest deviation from the fitted line", false, [](const chirp_t& c) { return c.figures.freq_dev_peak; }},
+      {"freq_dev_rms_hz", "RMS freq. dev.", "Hz", "RMS deviation from the fitted line", true, [](const chirp_t& c) { return c.figures.freq_dev_rms; }},
+      {"freq_dev_avg_hz", "mean freq. dev.", "Hz", "mean deviation from the fitted line", false, [](const chirp_t& c) { return c.figures.freq_dev_avg; }},
+      {"phase_dev_peak_rad", "peak phase dev.", "rad", "largest deviation of the phase from the fitted line's", false, [](const chirp_t& c) { return c.figures.phase_dev_peak; }},
+      {"phase_dev_rms_rad", "RMS phase dev.", "rad", "RMS deviation of the phase from the fitted line's", false, [](const chirp_t& c) { return c.figures.phase_dev_rms; }},
+      {"phase_dev_avg_rad", "mean phase dev.", "rad", "mean deviation of the phase from the fitted line's", false, [](const chirp_t& c) { return c.figures.phase_dev_avg; }},
+      {"inl_avg", "mean non-lin.", "", "mean frequency deviation over the bandwidth", false, [](const chirp_t& c) { return c.figures.inl_avg; }},
+      {"inl_peak", "peak non-lin.", "", "peak frequency deviation over the bandwidth", true, [](const chirp_t& c) { return c.figures.inl_peak; }},
+      {"inl_rms", "RMS non-lin.", "", "RMS frequency deviation over the bandwidth", false, [](const chirp_t& c) { return c.figures.inl_rms; }},
+      {"fm_settling_point_s", "FM settled at", "s", "time from which the frequency counts as settled", false, [](const chirp_t& c) { return c.fm_settling_point; }},
+      {"fm_settling_time_s", "FM settling", "s", "that time less the chirp's start", false, [](const chirp_t& c) { return c.figures.fm_settling_time; }},
+      {"fm_settling_length_s", "FM settled for", "s", "from that time to the chirp's end", false, [](const chirp_t& c) { return c.figures.fm_settling_length; }},
+      {"pm_settling_point_s", "PM settled at", "s", "time from which the phase counts as settled", false, [](const chirp_t& c) { return c.pm_settling_point; }},
+      {"pm_settling_time_s", "PM settling", "s", "that time less the chirp's start", false, [](const chirp_t& c) { return c.figures.pm_settling_time; }},
+      {"pm_settling_length_s", "PM settled for", "s", "from that time to the chirp's end", false, [](const chirp_t& c) { return c.figures.pm_settling_length; }},
+      {"power_avg_dbm", "avg. power", "dBm", "mean power over the deviation window", true, [](const chirp_t& c) { return c.figures.power_avg; }},
+      {"power_peak_dbm", "peak power", "dBm", "highest power of a sample", false, [](const chirp_t& c) { return c.figures.power_peak; }},
+      {"power_min_dbm", "lowest power", "dBm", "lowest power of a sample", false, [](const chirp_t& c) { return c.figures.power_min; }},
+      {"power_pk_dev_db", "power range", "dB", "highest less lowest power", false, [](const chirp_t& c) { return c.figures.power_pk_dev; }},
+  };
+}
+// clang-format on
+
+}  // namespace
+
+const std::vector<figure_t>& figure_table() {
+  static const std::vector<figure_t> table = make_table();
+  return table;
+}
+
+const figure_t& figure_named(std::string_view column) {
+  std::vector<std::string_view> columns;
+  for (const figure_t& figure : figure_table()) {
+    if (figure.column == column) {
+      return figure;
+    }
+    columns.push_back(figure.column);
+  }
+  throw input_error_t("there is no figure '{}'; the nearest is {}", column,
+                      nearest_name(column, columns));
+}
+
+bool needs_centre(const figure_t& figure) { return figure.column.starts_with("rf_"); }
+
+std::string_view direction_of(const chirp_t& chirp) {
+  return chirp.figures.slope < 0.0 ? "down" : "up";
+}
+
+std::string flag_words(const chirp_t& chirp) {
+  return (chirp.flags & chirp_flag_t::edge) != 0 ? "edge" : "";
+}
+
+}  // namespace orn::fmcw_host

@@ -1,0 +1,58 @@
+#include "common/spans/chirp_joiner.h"
+
+#include <utility>
+
+namespace orn::fmcw_host {
+
+chirp_joiner_t::chirp_joiner_t(const settings_t& settings, take_t take)
+    : take_(std::move(take)),
+      rate_(settings.manager.get_fs()),
+      as_frames_(settings.search == search_t::frames),
+      selected_first_(settings.manager.get_chirp_start()),
+      selected_count_(settings.manager.get_chirp_count()) {}
+
+void chirp_joiner_t::begin_segment(std::uint64_t first_sample, std::optional<double> centre) {
+  segment_first_ = first_sample;
+  centre_ = centre;
+  last_end_.reset();
+  count_in_segment_ = 0;
+}
+
+bool chirp_joiner_t::is_new(const chirp_t& chirp) const {
+  return as_frames_ || !last_end_ || (chirp.first_sample + chirp.last_sample) / 2 > *last_end_;
+}
+
+void chirp_joiner_t::add(const span_result_t& span) {
+  for (const span_chirp_t& seen : span.chirps) {
+    if (!is_new(seen.chirp)) {
+      continue;
+    }
+    chirp_t chirp = seen.chirp;
+    const auto seconds = [&](double sample) {
+      return (static_cast<double>(segment_first_) + sample) / rate_;
+    };
+    chirp.start = seconds(static_cast<double>(chirp.first_sample));
+    chirp.stop = seconds(static_cast<double>(chirp.last_sample));
+    chirp.fm_settling_point = seconds(chirp.fm_settling_point);
+    chirp.pm_settling_point = seconds(chirp.pm_settling_point);
+    chirp.centre = centre_;
+    chirp.number = ++count_;
+    if (!as_frames_) {
+      const bool follows = last_end_ && *last_end_ >= seen.cut_end;
+      chirp.figures.length = static_cast<double>(chirp.last_sample - chirp.first_sample) / rate_;
+      chirp.figures.switching_time =
+          follows
+              ? (static_cast<double>(chirp.first_sample) - static_cast<double>(*last_end_)) / rate_
+              : 0.0;
+      chirp.selected = count_in_segment_ >= selected_first_ &&
+                       count_in_segment_ - selected_first_ < selected_count_;
+    }
+    last_end_ = chirp.last_sample;
+    ++count_in_segment_;
+    chirp.first_sample += segment_first_;
+    chirp.last_sample += segment_first_;
+    take_(chirp);
+  }
+}
+
+}  // namespace orn::fmcw_host

@@ -59,23 +59,23 @@ void write_line(std::string_view start, std::string_view line) noexcept {
 extern "C" void on_signal(int signal) {
   orn::fmcw_host::remove_unfinished();
   // The signal's own way of ending comes after this handler.
-  std::signal(signal, SIG_DFL);
-  ::raise(signal);
+  static_cast<void>(std::signal(signal, SIG_DFL));
+  static_cast<void>(::raise(signal));
 }
 
 }  // namespace
 
 void prepare_program() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGQUIT}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGQUIT, SIGSEGV, SIGBUS, SIGABRT}) {
     struct sigaction action {};
     if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
       action.sa_handler = on_signal;
       ::sigaction(signal, &action, nullptr);
     }
   }
-  std::signal(SIGXFSZ, SIG_IGN);
+  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   // Libraries that give up call exit().
-  std::atexit([] { orn::fmcw_host::remove_unfinished(); });
+  static_cast<void>(std::atexit([] { orn::fmcw_host::remove_unfinished(); }));
 }
 
 void tell(const char* message) noexcept {

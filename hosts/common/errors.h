@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdio>
 #include <new>
@@ -31,12 +32,14 @@ class memory_error_t : public std::bad_alloc {
  public:
   /// what_for  what needed it, "the spectrogram"
   memory_error_t(const char* what_for, std::size_t bytes) noexcept {
-    std::snprintf(text_, sizeof(text_), "out of memory: %s needs %zu bytes", what_for, bytes);
+    // Cut where it is too long.
+    static_cast<void>(std::snprintf(text_.data(), text_.size(), "out of memory: %s needs %zu bytes",
+                                    what_for, bytes));
   }
-  const char* what() const noexcept override { return text_; }
+  const char* what() const noexcept override { return text_.data(); }
 
  private:
-  char text_[160] = {};
+  std::array<char, 160> text_{};
 };
 
 /// vector.resize(count) that names what needed the memory. Throws memory_error_t.

@@ -204,8 +204,8 @@ recording_t recording_t::open(const std::string& path, const read_options_t& opt
 }
 
 recording_t::recording_t(std::unique_ptr<state_t> state) : state_(std::move(state)) {}
-recording_t::recording_t(recording_t&&) noexcept = default;
-recording_t& recording_t::operator=(recording_t&&) noexcept = default;
+recording_t::recording_t(recording_t&& other) noexcept = default;
+recording_t& recording_t::operator=(recording_t&& other) noexcept = default;
 recording_t::~recording_t() = default;
 
 const recording_info_t& recording_t::info() const { return state_->info; }

@@ -53,8 +53,8 @@ class recording_t {
   /// two channels, raw samples, or the raw samples of standard input ("-"). Throws input_error_t.
   static recording_t open(const std::string& path, const read_options_t& options = {});
 
-  recording_t(recording_t&&) noexcept;
-  recording_t& operator=(recording_t&&) noexcept;
+  recording_t(recording_t&& other) noexcept;
+  recording_t& operator=(recording_t&& other) noexcept;
   ~recording_t();
 
   const recording_info_t& info() const;

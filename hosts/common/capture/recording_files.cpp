@@ -112,6 +112,10 @@ opened_files_t open_wav(const std::string& path) {
   if (store->head().sample_count == 0) {
     throw input_error_t("{}: holds no samples; expected at least one", path);
   }
+  if (store->head().missing_bytes != 0) {
+    files.notes.push_back(fmt::format("{}: is cut short, {} bytes of its samples are missing", path,
+                                      store->head().missing_bytes));
+  }
   set_one_segment(files, store->head().sample_count);
   files.store = std::move(store);
   return files;

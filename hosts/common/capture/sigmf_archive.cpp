@@ -74,10 +74,15 @@ std::vector<archive_member_t> list_archive(const input_file_t& file) {
   archive* const a = handle.get();
   check(archive_read_support_format_tar(a), a, *input);
   check(archive_read_open2(a, input.get(), nullptr, read_bytes, skip_bytes, nullptr), a, *input);
+  const std::unique_ptr<archive_entry, decltype(&archive_entry_free)> holder(archive_entry_new(),
+                                                                             archive_entry_free);
+  if (!holder) {
+    throw std::bad_alloc();
+  }
+  archive_entry* const entry = holder.get();
   std::vector<archive_member_t> members;
   for (;;) {
-    archive_entry* entry = nullptr;
-    const int code = archive_read_next_header(a, &entry);
+    const int code = archive_read_next_header2(a, entry);
     check(code, a, *input);
     if (code == ARCHIVE_EOF) {
       return members;

@@ -3,11 +3,13 @@
 #include "common/errors.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <mutex>
 #include <new>
+#include <span>
 #include <utility>
 
 #include <sndfile.h>
@@ -54,6 +56,27 @@ sf_count_t read_bytes(void* to, sf_count_t count, void* user) {
 }
 
 sf_count_t tell(void* user) { return static_cast<sf_count_t>(input_of(user).position); }
+
+/// How many bytes of samples the head of a RIFF file promises beyond the file's end: it was cut
+/// short, about which the WAV library says nothing.
+std::uint64_t missing_bytes_of(const input_file_t& file) {
+  constexpr std::uint64_t head_size = 8;  // name and size of a chunk
+  // What writers to a pipe put in place of a size they do not know yet.
+  constexpr std::uint64_t unknown_size = 0x7FFFF000;
+  std::array<unsigned char, head_size> head{};
+  for (std::uint64_t place = 12; place + head_size <= file.size();) {
+    file.read(place, std::as_writable_bytes(std::span(head)));
+    const std::uint64_t size =
+        head[4] | head[5] << 8U | head[6] << 16U | static_cast<std::uint64_t>(head[7]) << 24U;
+    place += head_size;
+    if (std::equal(head.begin(), head.begin() + 4, "data")) {
+      const std::uint64_t left = file.size() - place;
+      return size < unknown_size && size > left ? size - left : 0;
+    }
+    place += size + size % 2;
+  }
+  return 0;
+}
 
 float highest_code_of(int format) {
   switch (format & SF_FORMAT_SUBMASK) {
@@ -102,8 +125,8 @@ wav_store_t::wav_store_t(std::shared_ptr<const input_file_t> file)
     throw std::bad_alloc();
   }
   const int container = info.format & SF_FORMAT_TYPEMASK;
-  const bool is_wav = container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX ||
-                      container == SF_FORMAT_RF64 || container == SF_FORMAT_W64;
+  const bool is_riff = container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX;
+  const bool is_wav = is_riff || container == SF_FORMAT_RF64 || container == SF_FORMAT_W64;
   if (reader_->handle == nullptr || !is_wav) {
     throw input_error_t("{}: is no WAV file; expected one of two channels, I and Q", path);
   }
@@ -111,7 +134,8 @@ wav_store_t::wav_store_t(std::shared_ptr<const input_file_t> file)
     throw input_error_t("{}: has {} channels; allowed are 2, I and Q", path, info.channels);
   }
   head_ = {static_cast<double>(info.samplerate), static_cast<std::uint64_t>(info.frames),
-           encoding_of(info.format), highest_code_of(info.format)};
+           encoding_of(info.format), highest_code_of(info.format),
+           is_riff ? missing_bytes_of(*reader_->input.file) : 0};
 }
 
 wav_store_t::~wav_store_t() = default;

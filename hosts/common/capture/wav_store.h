@@ -12,8 +12,9 @@ namespace orn::fmcw_host {
 struct wav_head_t {
   double sample_rate = 0.0;  ///< [Hz]
   std::uint64_t sample_count = 0;
-  std::string encoding;       ///< "Signed 16 bit PCM"
-  float highest_code = 0.0F;  ///< scaled; 0: floating point, where nothing clips
+  std::string encoding;             ///< "Signed 16 bit PCM"
+  float highest_code = 0.0F;        ///< scaled; 0: floating point, where nothing clips
+  std::uint64_t missing_bytes = 0;  ///< promised by the head, but not in the file
 };
 
 /// A WAV file whose two channels are I and Q.

@@ -44,10 +44,7 @@ struct archive_writer_t::state_t {
   }
   state_t(const state_t&) = delete;
   state_t& operator=(const state_t&) = delete;
-  ~state_t() {
-    archive_write_fail(handle);  // nothing more reaches the stream
-    archive_write_free(handle);
-  }
+  ~state_t() { archive_write_free(handle); }
 
   void check(std::int64_t code) {
     if (output.failure) {

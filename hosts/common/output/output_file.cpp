@@ -99,7 +99,7 @@ struct output_file_t::state_t {
     if (descriptor < 0) {
       refuse();
     }
-    ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+    static_cast<void>(::fcntl(descriptor, F_SETFL, O_WRONLY));  // from here on, wait
   }
 
   void open_beside(const struct stat* replaced) {

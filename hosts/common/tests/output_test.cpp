@@ -251,7 +251,11 @@ TEST_F(Output, CopiesCarryWhatIsKnown) {
   EXPECT_EQ(annotations[0].sample_count, 30000U);
   EXPECT_EQ(annotations[0].fields.find("fmcw:slope"), nullptr) << "of the whole chirp only";
 
-  write("a.sigmf-data", samples.substr(4));
+  EXPECT_TRUE(recording_t::open(path("c.wav")).info().notes.empty());
+  write("c.wav", content("c.wav").substr(0, 1004));
+  EXPECT_THAT(recording_t::open(path("c.wav")).info().notes,
+              testing::ElementsAre(HasSubstr("is cut short, ")));
+
   EXPECT_THAT(message_of<input_error_t>([&] { copy("part", "x.wav", "cs8", {}); }),
               HasSubstr("WAV cannot hold ci8"));
   EXPECT_THAT(message_of<input_error_t>([&] { copy("part", "part", "", {}); }),

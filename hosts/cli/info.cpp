@@ -3,6 +3,7 @@
 #include "common/output/json_writer.h"
 #include "common/output/output_file.h"
 #include "common/output/text.h"
+#include "common/spans/proposal.h"
 #include "errors.h"
 #include "program.h"
 #include "progress.h"
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <iostream>
 #include <memory>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -60,6 +62,15 @@ void put_segments(const recording_t& recording, const sample_statistics_t& stati
   }
 }
 
+/// What `fmcw suggest` would say; empty for a pipe, whose samples can be had once.
+std::string proposed_settings(const recording_t& recording) {
+  if (!recording.info().sample_count) {
+    return "";
+  }
+  std::vector<orn::fmcw_demod_lib::sample_t> read;
+  return proposal_text(propose(*recording.source(0), recording.info().sample_rate, read));
+}
+
 void print_text(const info_call_t& call, const recording_t& recording,
                 const sample_statistics_t& statistics) {
   const recording_info_t& info = recording.info();
@@ -86,6 +97,7 @@ void print_text(const info_call_t& call, const recording_t& recording,
   put_line("full scale", info.full_scale
                              ? fmt::format("1.0 is {} V peak", *info.full_scale)
                              : "1.0 counts as 1 V peak, uncalibrated; --full-scale sets it");
+  put_line("proposal", proposed_settings(recording));
 }
 
 void put_optional(json_writer_t& json, const char* name,
@@ -121,6 +133,7 @@ void print_json(const info_call_t& call, const recording_t& recording,
   json.member("power_avg_dbm", dbm_of(statistics.mean_square, call.impedance))
       .member("power_peak_dbm", dbm_of(statistics.peak_square, call.impedance))
       .member("impedance_ohm", call.impedance)
+      .member("proposal", std::string_view(proposed_settings(recording)))
       .key("segments")
       .begin_array();
   for (const segment_t& segment : recording.segments()) {

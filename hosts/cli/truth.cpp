@@ -95,18 +95,25 @@ std::string error_text(const column_t& column, const figure_t& figure, double me
 
 class comparison_t {
  public:
-  explicit comparison_t(const std::vector<chirp_truth_t>& truth) {
+  comparison_t(const std::vector<chirp_truth_t>& truth,
+               const std::vector<const chirp_t*>& matches) {
     std::vector<std::string> head = {"chirp", ""};
     for (const column_t& column : columns) {
       const figure_t& figure = figure_named(column.column);
       std::vector<double> values;
-      for (const chirp_truth_t& chirp : truth) {
-        values.push_back(column.truth == nullptr ? 0.0 : column.truth(chirp));
+      for (std::size_t i = 0; i < truth.size(); ++i) {
+        if (matches[i] != nullptr) {
+          values.push_back(column.truth == nullptr ? figure.get(*matches[i])
+                                                   : column.truth(truth[i]));
+        }
       }
-      const bool scaled = column.truth != nullptr && (figure.unit == "s" || figure.unit == "Hz");
+      const bool scaled = figure.unit == "s" || figure.unit == "Hz";
       scales_.emplace_back(std::string(figure.unit), scaled ? values : std::vector<double>());
-      head.push_back(
-          fmt::format("{} [{}]", figure.title, figure.unit.empty() ? "1" : scales_.back().unit));
+      if (figure.unit.empty()) {
+        scales_.back().unit.assign(1, '%');
+        scales_.back().factor = 100.0;
+      }
+      head.push_back(fmt::format("{} [{}]", figure.title, scales_.back().unit));
     }
     table_.emplace(std::move(head));
   }
@@ -174,7 +181,7 @@ bool print_against_truth(std::ostream& out, const recording_t& recording,
     return true;
   }
   const std::vector<const chirp_t*> matches = match(truth, chirps);
-  comparison_t comparison(truth);
+  comparison_t comparison(truth, matches);
   std::string missing;
   bool all_found = true;
   double worst_slope = 0.0;

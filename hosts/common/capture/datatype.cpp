@@ -72,8 +72,8 @@ Component code_of(float value, bool& clipped) {
   if constexpr (std::is_floating_point_v<Component>) {
     return value;
   } else {
-    constexpr double lowest = static_cast<double>(std::numeric_limits<Component>::min());
-    constexpr double highest = static_cast<double>(std::numeric_limits<Component>::max());
+    constexpr auto lowest = static_cast<double>(std::numeric_limits<Component>::min());
+    constexpr auto highest = static_cast<double>(std::numeric_limits<Component>::max());
     const double finite = std::isnan(value) ? 0.0 : value;
     const double code =
         std::nearbyint(finite * full_scale_code<Component> + middle_code<Component>);

@@ -66,8 +66,10 @@ std::uint64_t missing_bytes_of(const input_file_t& file) {
   std::array<unsigned char, head_size> head{};
   for (std::uint64_t place = 12; place + head_size <= file.size();) {
     file.read(place, std::as_writable_bytes(std::span(head)));
-    const std::uint64_t size =
-        head[4] | head[5] << 8U | head[6] << 16U | static_cast<std::uint64_t>(head[7]) << 24U;
+    std::uint64_t size = 0;
+    for (std::size_t i = head_size; i > 4; --i) {
+      size = size << 8U | head[i - 1];
+    }
     place += head_size;
     if (std::equal(head.begin(), head.begin() + 4, "data")) {
       const std::uint64_t left = file.size() - place;

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <optional>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include <fcntl.h>
@@ -168,7 +169,7 @@ struct output_file_t::state_t {
 
   void take_back() {
     if (has_backup) {
-      ::rename(backup_name.c_str(), place.c_str());
+      std::ignore = ::rename(backup_name.c_str(), place.c_str());
       drop_backup();  // a rename between two names of one file leaves both
     } else if (is_placed) {
       ::unlink(place.c_str());

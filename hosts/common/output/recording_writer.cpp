@@ -149,7 +149,7 @@ class sigmf_pair_writer_t : public recording_writer_t {
   written_t finish(const recording_story_t& story) override {
     write_sigmf_text(meta_.stream(), story, {type_.name, sample_rate_, sha512_.digest()});
     written_t written = summary_of(encoder_, type_, {data_.path(), meta_.path()});
-    output_file_t* const both[] = {&data_, &meta_};
+    const std::array<output_file_t*, 2> both = {&data_, &meta_};
     output_file_t::commit_together(both);
     return written;
   }

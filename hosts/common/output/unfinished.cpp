@@ -23,7 +23,7 @@ std::array<slot_t, 32> slots;
 
 }  // namespace
 
-unfinished_t::unfinished_t(const char* path) : slot_(0) {
+unfinished_t::unfinished_t(const char* path) {
   for (; slot_ < slots.size(); ++slot_) {
     int expected = unused;
     if (slots[slot_].state.compare_exchange_strong(expected, being_filled)) {
@@ -45,7 +45,7 @@ void remove_unfinished() noexcept {
   }
 }
 
-signals_held_t::signals_held_t() noexcept : before_{} {
+signals_held_t::signals_held_t() noexcept {
   sigset_t all;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before_);

@@ -17,7 +17,7 @@ class unfinished_t {
   ~unfinished_t();
 
  private:
-  std::size_t slot_;
+  std::size_t slot_ = 0;
 };
 
 /// Removes every file kept so. May be called from a signal handler.
@@ -33,7 +33,7 @@ class signals_held_t {
   ~signals_held_t();
 
  private:
-  sigset_t before_;
+  sigset_t before_{};
 };
 
 }  // namespace orn::fmcw_host

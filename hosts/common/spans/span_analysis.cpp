@@ -7,10 +7,10 @@
 #include <fmcw_demod/parameters.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <span>
-#include <utility>
 
 namespace orn::fmcw_host {
 namespace {
@@ -23,7 +23,7 @@ constexpr std::uint64_t edge_samples = 256;
 /// Sum of |x|^2 in four strands: the same bits on every machine, at the speed of memory. Not finite
 /// when a sample is not: squares of floats cannot overflow a double.
 double sum_of_squares(std::span<const sample_t> samples) {
-  double strands[4] = {};
+  std::array<double, 4> strands{};
   for (std::size_t i = 0; i < samples.size(); ++i) {
     const double re = samples[i].real();
     const double im = samples[i].imag();
@@ -216,7 +216,7 @@ void span_analyzer_t::take_chirps(const span_t& span, std::size_t begin, std::si
       chirp.flags |= chirp_flag_t::edge;
     }
     row.cut_end = begin > 0 ? span.first + begin : 0;
-    result.chirps.push_back(std::move(row));
+    result.chirps.push_back(row);
   }
 }
 

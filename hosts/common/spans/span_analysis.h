@@ -66,7 +66,7 @@ class span_analyzer_t {
 
 /// Figures at the recording's rate, from those at a rate 2^n times higher: times grow, frequencies
 /// shrink by 2^n, slopes by 4^n. Exact, as long as nothing leaves the range of floats.
-void scale_back(fmcw_demod_lib::fmcw_chirp_result_t& figures, std::uint32_t rate_doublings);
+void scale_back(fmcw_demod_lib::fmcw_chirp_result_t& c, std::uint32_t rate_doublings);
 
 /// The record for an analysis with the rate 2^n times higher: times shrink, slopes grow likewise.
 fmcw_demod_lib::fmcw_demod_config_t scaled_record(const settings_t& settings);

@@ -32,7 +32,7 @@ class span_reader_t {
 
  private:
   void fill();
-  void drop(std::uint64_t count);
+  void drop(std::uint64_t position);
 
   const layout_t& layout_;
   sample_source_t& source_;

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# failing_allocations.sh PROGRAM ALLOCATOR: lets every allocation of the program fail, each once and
-# each with all that follow. The program may not crash, and where it fails it ends with status 1,
+# failing_allocations.sh PROGRAM ALLOCATOR read|write: lets every allocation of the commands that read
+# or write recordings fail, each once and each with all that follow. The program may not crash, and where it fails it ends with status 1,
 # one line on stderr and no file left behind.
 set -euo pipefail
-program=$1 allocator=$2
+program=$1 allocator=$2 commands=$3
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
@@ -46,13 +46,17 @@ try() {
   echo "fmcw $*: allocations $first to $total"
 }
 
-try 0 info in
-first=$(($(count_of --version) - 20))
-try 2 info in.sigmf
-try 2 info in.wav --json
-try 0 convert in made/out
-try 2 convert in.wav made/out.cs16
-try 2 convert in made/out.sigmf --to ci16_le
-try 2 convert in made/out.wav
-try 0 synth made/out --fs 10e6 --ramp 200e-6 --bandwidth 2e6 --chirps 2 --snr 20
+if [ "$commands" = read ]; then
+  try 0 info in
+  first=$(($(count_of --version) - 20))
+  try 2 info in.sigmf
+  try 2 info in.wav --json
+  try 0 convert in made/out
+else
+  first=$(($(count_of --version) - 20))
+  try 2 convert in.wav made/out.cs16
+  try 2 convert in made/out.sigmf --to ci16_le
+  try 2 convert in made/out.wav
+  try 0 synth made/out --fs 10e6 --ramp 200e-6 --bandwidth 2e6 --chirps 2 --snr 20
+fi
 exit $((failures != 0))

@@ -25,7 +25,7 @@ foreach(file IN LISTS LIBRARIES PROGRAM)
   expect("${file}" "${symbols}" "__stack_chk_fail" "the stack protector")
 endforeach()
 # The libraries call nothing that has a checked form.
-expect("${PROGRAM}" "${symbols}" "__v?snprintf_chk" "the C library's checked functions")
+expect("${PROGRAM}" "${symbols}" "__[a-z]+_chk@" "the C library's checked functions")
 
 # Of the objects, since a linked file has the mark only where the system's start files have it too.
 if(X86)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Draws the pictures of road.md from the JSON of `fmcw analyze`.
+"""Draws the pictures of road.md from a capture and what `fmcw analyze` says of it.
 
-usage: pictures.py ANALYSIS.json FOLDER
+usage: pictures.py CAPTURE.sigmf-data ANALYSIS.json TRACES.npz FOLDER
 """
 import json
 import sys
@@ -15,11 +15,6 @@ import numpy as np  # noqa: E402
 BLUE, RED = "#1f5fa8", "#b03a2e"
 
 
-def trace(result, name):
-    """A trace of the result; null (infinity, NaN) becomes NaN."""
-    return np.array(result[name], dtype=float)
-
-
 def figure(ylabel):
     fig, axes = plt.subplots(figsize=(9, 3.2), constrained_layout=True)
     axes.set_xlabel("time [µs]")
@@ -28,31 +23,43 @@ def figure(ylabel):
     return fig, axes
 
 
-def spectrogram(result):
+def spectrogram(traces):
     fig, axes = figure("frequency [MHz]")
-    levels = trace(result, "spectrogram_wincfg")[::8]
-    time = trace(result, "spectrogram_time_axis_wincfg")[::8] * 1e6
-    freq = trace(result, "spectrogram_freq_axis_wincfg") / 1e6
+    levels = traces["spectrogram_db"][::8]
+    time = traces["spectrogram_time_s"][::8] * 1e6
     top = levels.max()
-    image = axes.pcolormesh(time, freq, levels.T, vmin=top - 60, vmax=top, cmap="magma",
-                            shading="nearest", rasterized=True)
+    image = axes.pcolormesh(time, traces["spectrogram_frequency_hz"] / 1e6, levels.T, vmin=top - 60,
+                            vmax=top, cmap="magma", shading="nearest", rasterized=True)
     fig.colorbar(image, label="level [dB]")
     return fig
 
 
-def frequency(result):
+def frequency(traces, chirps):
     fig, axes = figure("frequency [MHz]")
-    time = trace(result, "time_axis") * 1e6
-    axes.plot(time, trace(result, "instantaneous_freq") / 1e6, color=BLUE, linewidth=0.8)
-    for first, last in result["chirp_intervals"]:
-        axes.axvspan(time[first], time[last], color=BLUE, alpha=0.12, linewidth=0)
+    time = traces["time_s"] * 1e6
+    axes.plot(time, traces["frequency_hz"] / 1e6, color=BLUE, linewidth=0.8)
+    for chirp in chirps:
+        axes.axvspan(time[chirp["first_sample"]], time[chirp["last_sample"]], color=BLUE, alpha=0.12,
+                     linewidth=0)
     axes.set_ylim(-25, 25)
     return fig
 
 
-def deviation(result, values, axis, scale, label, rms):
+def deviations(samples, rate, chirp):
+    """Time [s], and frequency [Hz] and phase [rad] less the fitted line's, over the middle 75 %."""
+    first, last = chirp["first_sample"], chirp["last_sample"]
+    margin = (last - first) // 8
+    time = np.arange(first + margin, last - margin) / rate
+    freq = np.gradient(np.unwrap(np.angle(samples[first:last + 1].astype(complex)))) * rate / (2 * np.pi)
+    freq = freq[margin:margin + time.size]
+    residual = freq - np.polyval(np.polyfit(time - time[0], freq, 1), time - time[0])
+    phase = np.concatenate(([0.0], np.cumsum(residual[1:] + residual[:-1]) * np.pi / rate))
+    return time, residual, phase
+
+
+def deviation(time, values, scale, label, rms):
     fig, axes = figure(label)
-    axes.plot(trace(result, axis) * 1e6, trace(result, values) * scale, color=BLUE, linewidth=0.6)
+    axes.plot(time * 1e6, values * scale, color=BLUE, linewidth=0.6)
     axes.axhline(0, color="0.4", linewidth=0.6)
     for level in (-rms, rms):
         axes.axhline(level * scale, color=RED, linewidth=1.4, linestyle="--")
@@ -60,30 +67,35 @@ def deviation(result, values, axis, scale, label, rms):
     return fig
 
 
-def power(result, chirp):
+def power(traces, chirp):
     fig, axes = figure("power [dBm]")
-    axes.plot(trace(result, "chirp_time_axis") * 1e6, trace(result, "chirp_power"), color=BLUE,
-              linewidth=0.6)
-    axes.axhline(chirp["power_avg"], color=RED, linewidth=1.4, linestyle="--")
+    shown = slice(chirp["first_sample"], chirp["last_sample"] + 1)
+    axes.plot(traces["time_s"][shown] * 1e6, traces["power_dbm"][shown], color=BLUE, linewidth=0.6)
+    axes.axhline(chirp["power_avg_dbm"], color=RED, linewidth=1.4, linestyle="--")
     axes.set_title("dashed: mean", fontsize=9, loc="right")
     return fig
 
 
 def main():
-    with open(sys.argv[1], encoding="utf-8") as file:
-        result = json.load(file)["result"]
-    shown = result["chirp_results"][0]
+    capture, analysis, archive, folder = sys.argv[1:5]
+    samples = np.fromfile(capture, np.complex64)
+    with open(analysis, encoding="utf-8") as file:
+        chirps = json.load(file)["chirps"]
+    traces = np.load(archive)
+    shown = chirps[0]
+    rate = (samples.size - 1) / (float(traces["time_s"][-1]) - float(traces["time_s"][0]))
+    time, residual, phase = deviations(samples, rate, shown)
     pictures = {
-        "spectrogram": spectrogram(result),
-        "frequency": frequency(result),
-        "frequency_deviation": deviation(result, "chirp_freq_dev", "chirp_freq_dev_time_axis", 1e-3,
-                                         "deviation [kHz]", shown["freq_dev_rms"]),
-        "phase_deviation": deviation(result, "chirp_phi_dev", "chirp_phi_dev_time_axis", 1.0,
-                                     "deviation [rad]", shown["phase_dev_rms"]),
-        "power": power(result, shown),
+        "spectrogram": spectrogram(traces),
+        "frequency": frequency(traces, chirps),
+        "frequency_deviation": deviation(time, residual, 1e-3, "deviation [kHz]",
+                                         shown["freq_dev_rms_hz"]),
+        "phase_deviation": deviation(time, phase, 1.0, "deviation [rad]",
+                                     shown["phase_dev_rms_rad"]),
+        "power": power(traces, shown),
     }
     for name, fig in pictures.items():
-        fig.savefig(f"{sys.argv[2]}/{name}.png", dpi=110)
+        fig.savefig(f"{folder}/{name}.png", dpi=110)
 
 
 main()

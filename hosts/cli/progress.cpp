@@ -47,21 +47,20 @@ void progress_t::finish() {
 void progress_t::put(double seconds) {
   const auto samples = static_cast<double>(done_);
   const double rate = samples / seconds;
-  const std::optional<double> left =
-      total_ && done_ != 0 ? std::optional((static_cast<double>(*total_) - samples) / rate)
-                           : std::nullopt;
+  const auto total = static_cast<double>(total_.value_or(0));
+  const bool is_foreseen = total_ && done_ != 0;
+  const double left = is_foreseen ? (total - samples) / rate : 0.0;
   if (style_ == json) {
     std::cerr << fmt::format(
                      R"({{"done": {}, "total": {}, "samples_per_s": {:.6g}, "seconds_left": {}}})",
                      done_, total_ ? std::to_string(*total_) : "null", rate,
-                     left ? fmt::format("{:.3g}", *left) : "null")
+                     is_foreseen ? fmt::format("{:.3g}", left) : "null")
               << std::endl;
     return;
   }
   std::string text = fmt::format("{:.1f} MS, {:.1f} MS/s", samples * 1e-6, rate * 1e-6);
-  if (left && *total_ != 0) {
-    text = fmt::format("{:.0f} %, {}, {:.0f} s left",
-                       100.0 * samples / static_cast<double>(*total_), text, *left);
+  if (is_foreseen && total > 0.0) {
+    text = fmt::format("{:.0f} %, {}, {:.0f} s left", 100.0 * samples / total, text, left);
   }
   std::cerr << "\r\033[K" << text << std::flush;
   is_dirty_ = true;

@@ -151,7 +151,6 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
   const settings_t& settings = measurement.settings;
   const double impedance = settings.manager.get_demod_config().impedance;
   const auto finite_count = static_cast<double>(totals.sample_count - totals.nonfinite_count);
-  const scaled_unit_t frequency("Hz", {summary.freq_avg()});
   std::cout << fmt::format("chirps measured           {}\n", summary.chirp_count())
             << fmt::format("capture power             {:.6g} dBm{}\n",
                            dbm_of(totals.squares / finite_count, impedance),
@@ -160,10 +159,9 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
                                : " (1.0 counts as 1 V peak, uncalibrated; see --full-scale)");
   if (summary.chirp_count() > 0) {
     std::cout << fmt::format("highest chirp power       {:.6g} dBm\n", summary.power_peak())
-              << fmt::format("switching time, std. dev. {:.6g} us\n",
-                             summary.switching_time_std() * 1e6)
-              << fmt::format("mean frequency            {} {}\n",
-                             frequency.format(summary.freq_avg()), frequency.unit);
+              << fmt::format("switching time, std. dev. {}\n",
+                             with_unit(summary.switching_time_std(), "s"))
+              << fmt::format("mean frequency            {}\n", with_unit(summary.freq_avg(), "Hz"));
   }
 }
 

@@ -28,11 +28,6 @@ struct info_call_t {
   bool verify = false;
 };
 
-std::string with_unit(double value, const std::string& unit) {
-  const scaled_unit_t scale(unit, {value});
-  return fmt::format("{} {}", scale.format(value), scale.unit);
-}
-
 std::string time_text(std::uint64_t samples, double rate) {
   return with_unit(static_cast<double>(samples) / rate, "s");
 }

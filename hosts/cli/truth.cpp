@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <optional>
 #include <string>
 
@@ -83,11 +84,7 @@ constexpr std::array columns = {
     column_t{"inl_peak", nullptr, false},
 };
 
-std::string error_text(const column_t& column, const figure_t& figure, double measured,
-                       double truth) {
-  if (column.as_time) {
-    return fmt::format("{:+.3f} us", (measured - truth) * 1e6);
-  }
+std::string error_text(const figure_t& figure, double measured, double truth) {
   const double ratio =
       figure.unit == "dBm" ? std::pow(10.0, (measured - truth) / 10.0) : measured / truth;
   return truth == 0.0 ? "-" : fmt::format("{:+.3f} %", (ratio - 1.0) * 100.0);
@@ -101,18 +98,16 @@ class comparison_t {
     for (const column_t& column : columns) {
       const figure_t& figure = figure_named(column.column);
       std::vector<double> values;
+      std::vector<double> errors;
       for (std::size_t i = 0; i < truth.size(); ++i) {
         if (matches[i] != nullptr) {
-          values.push_back(column.truth == nullptr ? figure.get(*matches[i])
-                                                   : column.truth(truth[i]));
+          const double measured = figure.get(*matches[i]);
+          values.push_back(column.truth == nullptr ? measured : column.truth(truth[i]));
+          errors.push_back(measured - values.back());
         }
       }
-      const bool scaled = figure.unit == "s" || figure.unit == "Hz";
-      scales_.emplace_back(std::string(figure.unit), scaled ? values : std::vector<double>());
-      if (figure.unit.empty()) {
-        scales_.back().unit.assign(1, '%');
-        scales_.back().factor = 100.0;
-      }
+      error_scales_.emplace_back(std::string(figure.unit), errors);
+      scales_.emplace_back(std::string(figure.unit), values);
       head.push_back(fmt::format("{} [{}]", figure.title, scales_.back().unit));
     }
     table_.emplace(std::move(head));
@@ -128,19 +123,41 @@ class comparison_t {
       const bool known = columns[i].truth != nullptr;
       const double wanted = known ? columns[i].truth(truth) : 0.0;
       rows[1].push_back(known ? scales_[i].format(wanted) : "");
-      rows[2].push_back(known ? error_text(columns[i], figure, measured, wanted) : "");
+      const scaled_unit_t& scale = error_scales_[i];
+      rows[2].push_back(
+          !known ? ""
+          : columns[i].as_time
+              ? fmt::format("{:+.1f} {}", (measured - wanted) * scale.factor, scale.unit)
+              : error_text(figure, measured, wanted));
     }
     for (auto& row : rows) {
       table_->add(std::move(row));
     }
   }
 
-  const table_t& table() const { return *table_; }
+  /// Within the width of the output; figures go from the right where they have no room.
+  void put(std::ostream& out) {
+    std::vector<std::size_t> order(columns.size());
+    std::iota(order.rbegin(), order.rend(), 2);  // behind the number and the kind of the row
+    order.pop_back();
+    const auto left_out = table_->fit(order);
+    out << *table_;
+    if (!left_out.empty()) {
+      out << fmt::format("no room for: {}\n", fmt::join(left_out, ", "));
+    }
+  }
 
  private:
   std::vector<scaled_unit_t> scales_;
+  std::vector<scaled_unit_t> error_scales_;
   std::optional<table_t> table_;
 };
+
+/// Two times in one unit: "0 to 100 us".
+std::string range_text(double begin, double end) {
+  const scaled_unit_t scale("s", {begin, end});
+  return fmt::format("{} to {} {}", scale.format(begin), scale.format(end), scale.unit);
+}
 
 /// Why a promised chirp has no row. `is_excused`: it could not have one.
 struct reason_t {
@@ -152,8 +169,8 @@ reason_t reason_for(const chirp_truth_t& truth, const recording_t& recording,
                     const settings_t& settings) {
   const manager_t& manager = settings.manager;
   if (!(truth.length > manager.get_min_chirp_len() && truth.length < manager.get_max_chirp_len())) {
-    return {fmt::format("its length lies outside the limits, {:.6g} to {:.6g} us",
-                        manager.get_min_chirp_len() * 1e6, manager.get_max_chirp_len() * 1e6),
+    return {fmt::format("its length lies outside the limits, {}",
+                        range_text(manager.get_min_chirp_len(), manager.get_max_chirp_len())),
             true};
   }
   for (const segment_t& segment : recording.segments()) {
@@ -195,13 +212,13 @@ bool print_against_truth(std::ostream& out, const recording_t& recording,
     const reason_t reason = reason_for(truth[i], recording, settings);
     all_found = all_found && reason.is_excused;
     missing +=
-        fmt::format("chirp {} ({:.6g} to {:.6g} us): not measured, {}\n", i + 1,
-                    truth[i].start * 1e6, (truth[i].start + truth[i].length) * 1e6, reason.text);
+        fmt::format("chirp {} ({}): not measured, {}\n", i + 1,
+                    range_text(truth[i].start, truth[i].start + truth[i].length), reason.text);
   }
   const auto found = static_cast<std::size_t>(
       std::count_if(matches.begin(), matches.end(), [](const chirp_t* chirp) { return chirp; }));
   if (found > 0) {
-    out << comparison.table();
+    comparison.put(out);
   }
   out << missing
       << fmt::format(

@@ -212,7 +212,7 @@ TEST_F(Fmcw, PrintsAlignedTables) {
   std::getline(lines, head);
   std::getline(lines, row);
   EXPECT_EQ(head.size(), row.size());
-  EXPECT_THAT(run("analyze a --all" + small_analysis).out, HasSubstr("pm_settling_length_s"));
+  EXPECT_THAT(run("analyze a --all" + small_analysis).out, HasSubstr("PM settled for         us "));
   const auto truth = run("analyze a --truth" + small_analysis).out;
   EXPECT_THAT(truth, HasSubstr("4 of 5 annotated chirps measured"));
   EXPECT_THAT(truth, HasSubstr("chirp 1 (0 to 200 us): not measured"));

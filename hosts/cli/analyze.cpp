@@ -5,7 +5,9 @@
 #include "common/spans/trace_file.h"
 #include "common/spans/whole_analysis.h"
 #include "errors.h"
+#include "help.h"
 #include "measurement.h"
+#include "option_text.h"
 #include "outputs.h"
 #include "program.h"
 #include "progress.h"
@@ -77,14 +79,16 @@ std::optional<std::uint64_t> total_of(const recording_t& recording) {
 
 recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, outputs_t& outputs) {
   const auto total = total_of(measurement.recording);
-  progress_t progress(total, call.progress == "json" ? progress_t::json : progress_t::line);
+  progress_t progress("analysed", total,
+                      call.progress == "json" ? progress_t::json : progress_t::line);
   const unsigned jobs =
       call.jobs > 0 ? call.jobs : std::max(std::thread::hardware_concurrency(), 1U);
-  recording_analysis_t analysis(
-      measurement.settings, jobs,
-      {[&](const chirp_t& chirp) { outputs.add(chirp); },
-       [&](const analysis_progress_t& state) { progress.show(state.done); }},
-      total, measurement.proposal.coverage);
+  recording_analysis_t analysis(measurement.settings, jobs,
+                                {[&](const chirp_t& chirp) { outputs.add(chirp); },
+                                 [&](const analysis_progress_t& state) {
+                                   progress.show(state.done, outputs.summary().chirp_count());
+                                 }},
+                                total, measurement.proposal.coverage);
   const auto& segments = measurement.recording.segments();
   for (std::size_t i = 0; i < segments.size(); ++i) {
     const auto source = measurement.source(i);
@@ -125,24 +129,21 @@ void write_trace_file(const analyze_call_t& call, const measurement_t& measureme
 void tell_totals(const measurement_t& measurement, const recording_totals_t& totals) {
   const double rate = measurement.recording.info().sample_rate;
   if (totals.nonfinite_count > 0) {
-    tell(
+    tell_note(
         fmt::format("{} samples are not finite and were cut out, the first is sample {} ({:.9g} s)",
                     totals.nonfinite_count, *totals.first_nonfinite,
-                    static_cast<double>(*totals.first_nonfinite) / rate)
-            .c_str());
+                    static_cast<double>(*totals.first_nonfinite) / rate));
   }
   for (const change_t& change : totals.changes) {
     const double seconds = static_cast<double>(change.first_sample) / rate;
-    tell(
+    tell_note(
         fmt::format("about {:.6g} s on: {}, which these settings leave out; look there with --from "
                     "{}",
-                    seconds, group_text(change.others), change.first_sample)
-            .c_str());
+                    seconds, group_text(change.others), change.first_sample));
   }
   if (totals.uncovered_count > 0) {
-    tell(fmt::format("{} samples ({:.6g} s) are covered by no frame", totals.uncovered_count,
-                     static_cast<double>(totals.uncovered_count) / rate)
-             .c_str());
+    tell_note(fmt::format("{} samples ({:.6g} s) are covered by no frame", totals.uncovered_count,
+                          static_cast<double>(totals.uncovered_count) / rate));
   }
 }
 
@@ -152,13 +153,14 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
   const double impedance = settings.manager.get_demod_config().impedance;
   const auto finite_count = static_cast<double>(totals.sample_count - totals.nonfinite_count);
   std::cout << fmt::format("chirps measured           {}\n", summary.chirp_count())
-            << fmt::format("capture power             {:.6g} dBm{}\n",
-                           dbm_of(totals.squares / finite_count, impedance),
+            << fmt::format("capture power             {}{}\n",
+                           with_unit(dbm_of(totals.squares / finite_count, impedance), "dBm"),
                            measurement.recording.info().full_scale
                                ? ""
                                : " (1.0 counts as 1 V peak, uncalibrated; see --full-scale)");
   if (summary.chirp_count() > 0) {
-    std::cout << fmt::format("highest chirp power       {:.6g} dBm\n", summary.power_peak())
+    std::cout << fmt::format("highest chirp power       {}\n",
+                             with_unit(summary.power_peak(), "dBm"))
               << fmt::format("switching time, std. dev. {}\n",
                              with_unit(summary.switching_time_std(), "s"))
               << fmt::format("mean frequency            {}\n", with_unit(summary.freq_avg(), "Hz"));
@@ -182,7 +184,7 @@ void analyze(analyze_call_t call) {
   }
   outputs_t outputs(call.outputs, measurement);
   if (measurement.is_proposed) {
-    tell(proposal_text(measurement.proposal).c_str());
+    tell_note(proposal_text(measurement.proposal));
   }
   const recording_totals_t totals = run(call, measurement, outputs);
   outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance);
@@ -224,13 +226,30 @@ void describe_analyze(CLI::App& app) {
   command->add_flag("--truth", call->outputs.against_truth,
                     "Compare with the chirps annotated in a synthetic recording");
   command->add_flag("--report", call->report, "Print the library's own text of the result instead");
-  command->add_option("--json", call->outputs.json_file,
-                      "Write everything as JSON ('-': standard output)");
-  command->add_option("--csv", call->outputs.csv_file,
-                      "Write the chirps as CSV ('-': standard output)");
-  command->add_option("--traces", call->traces,
-                      "Write frequency,power,phase,spectrogram (or some) as .npz");
-  command->add_option("--npz", call->trace_file, "Where --traces go; default: CAPTURE.npz");
+  command
+      ->add_option("--json", call->outputs.json_file,
+                   "Write everything as JSON ('-': standard output)")
+      ->type_name(file_type);
+  command
+      ->add_option("--csv", call->outputs.csv_file,
+                   "Write the chirps as CSV ('-': standard output)")
+      ->type_name(file_type);
+  command
+      ->add_option("--traces", call->traces,
+                   "Write frequency,power,phase,spectrogram (or some) as .npz")
+      ->type_name("LIST");
+  command->add_option("--npz", call->trace_file, "Where --traces go; default: CAPTURE.npz")
+      ->type_name(file_type);
+  add_examples(
+      *command,
+      {
+          {"fmcw analyze radar.sigmf-meta", "settings are chosen to suit the recording"},
+          {"fmcw analyze lora.cf32 --fs 8M --csv chirps.csv",
+           "raw samples; a row of CSV for each chirp"},
+          {"fmcw analyze radar.cs16 --fs 125M --set max_chirp_len=150us --all",
+           "every figure of chirps below 150 us"},
+          {"producer | fmcw analyze - --fs 20M --format cs16 --json - -q", "from a pipe to JSON"},
+      });
   command->callback([call] { analyze(*call); });
 }
 

@@ -3,6 +3,11 @@
 #include "common/capture/datatype.h"
 #include "common/settings/units.h"
 #include "errors.h"
+#include "help.h"
+#include "option_text.h"
+#include "program.h"
+
+#include <fmt/format.h>
 
 namespace fmcw_cli {
 namespace {
@@ -11,7 +16,7 @@ namespace {
 void add_quantity(CLI::App& command, const std::string& name, std::optional<double>& value,
                   const std::string& unit, const std::string& example,
                   const std::string& description) {
-  command.add_option_function<std::string>(
+  auto* const option = command.add_option_function<std::string>(
       name,
       [&value, name, unit, example](const std::string& text) {
         value = orn::fmcw_host::parse_quantity(text, unit);
@@ -21,9 +26,35 @@ void add_quantity(CLI::App& command, const std::string& name, std::optional<doub
         }
       },
       description);
+  option->type_name("QUANTITY");
 }
 
 }  // namespace
+
+void describe_program(CLI::App& app) {
+  app.name("fmcw");
+  app.description("Analyses captured FMCW signals: finds radar chirps and measures each one.");
+  app.set_version_flag("--version", FMCW_VERSION, "Show the version");
+  app.set_help_flag("-h,--help", "Show this help");
+  app.require_subcommand(1);
+  describe_format(app);
+  describe_analyze(app);
+  describe_suggest(app);
+  describe_info(app);
+  describe_convert(app);
+  describe_spectrum(app);
+  describe_synth(app);
+  describe_settings(app);
+  describe_help(app);
+  const std::vector<CLI::App*> commands = app.get_subcommands([](CLI::App*) { return true; });
+  for (CLI::App* part : commands) {
+    part->group("Commands");
+    part->add_flag_callback("-q,--quiet", be_quiet, "No notes and no progress line, only errors");
+  }
+  app.add_flag_callback("-q,--quiet", be_quiet, "No notes and no progress line, only errors");
+  add_examples(app, {{"fmcw analyze radar.sigmf-meta", "find and measure the chirps"},
+                     {"fmcw help analyze", "what a command takes"}});
+}
 
 void describe_capture(CLI::App& command, capture_call_t& call) {
   auto& options = call.options;
@@ -32,17 +63,22 @@ void describe_capture(CLI::App& command, capture_call_t& call) {
           "CAPTURE", call.path,
           "SigMF recording (either file, the stem or an archive), WAV file, raw samples, or "
           "'-': raw samples from standard input")
-      ->required();
+      ->required()
+      ->type_name(file_type);
   add_quantity(command, "--fs", options.sample_rate, "Hz", "125M",
                "Sample rate where the file names none [Hz]");
-  command.add_option("--format", options.format,
-                     "Format of raw samples: " + orn::fmcw_host::datatype_names() + ", wav");
+  command
+      .add_option("--format", options.format,
+                  "Format of raw samples: " + orn::fmcw_host::datatype_names() + ", wav")
+      ->type_name(format_type);
   add_quantity(command, "--centre", options.centre, "Hz", "77GHz",
                "RF frequency of 0 Hz where the file names none [Hz]");
   add_quantity(command, "--full-scale", options.full_scale, "V", "0.5V",
                "Peak voltage that 1.0 stands for [V]; powers are uncalibrated without");
-  command.add_option("--from", options.from, "Where to begin: 20ms, or a number of samples");
-  command.add_option("--for", options.duration, "How much to take: 20ms, or a number of samples");
+  command.add_option("--from", options.from, "Where to begin: 20ms, or a number of samples")
+      ->type_name("TIME");
+  command.add_option("--for", options.duration, "How much to take: 20ms, or a number of samples")
+      ->type_name("TIME");
 }
 
 }  // namespace fmcw_cli

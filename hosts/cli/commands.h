@@ -17,6 +17,9 @@ struct capture_call_t {
 /// Adds the argument CAPTURE and the options that tell how to read it.
 void describe_capture(CLI::App& command, capture_call_t& call);
 
+/// Describes the whole program: name, version, commands, what all of them take.
+void describe_program(CLI::App& app);
+
 // Each adds a command to the program; parsing the command line runs it. Commands throw
 // input_error_t and run_error_t, and CLI::RuntimeError with the exit status where they have said
 // all.

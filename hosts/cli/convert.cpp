@@ -1,6 +1,8 @@
 #include "commands.h"
 #include "common/capture/datatype.h"
 #include "common/output/recording_copy.h"
+#include "help.h"
+#include "option_text.h"
 #include "program.h"
 #include "progress.h"
 
@@ -30,16 +32,15 @@ void convert(const convert_call_t& call) {
   write_options_t options;
   options.format = call.format;
   options.existing = call.force ? existing_t::replaced : existing_t::kept;
-  progress_t progress(recording.info().sample_count);
+  progress_t progress("converted", recording.info().sample_count);
   const written_t written = copy_recording(recording, call.out, options,
                                            [&](std::uint64_t done) { progress.show(done); });
   if (call.out != "-") {
     tell_done(written.paths.front(), written.sample_count, written.datatype);
   }
   if (written.clipped_count != 0) {
-    tell(fmt::format("{}: {} of {} samples were beyond the range of {} and are cut to it", call.out,
-                     written.clipped_count, written.sample_count, written.datatype)
-             .c_str());
+    tell_note(fmt::format("{}: {} of {} samples were beyond the range of {} and are cut to it",
+                          call.out, written.clipped_count, written.sample_count, written.datatype));
   }
 }
 
@@ -55,12 +56,22 @@ void describe_convert(CLI::App& app) {
           "OUT", call->out,
           "Name of the result: .sigmf an archive, .wav, a suffix of raw files (.cs16), '-' "
           "raw on standard output, else a SigMF pair")
-      ->required();
-  command->add_option(
-      "--to", call->format,
-      "Format of its samples, cf32_le unless the name tells one: " + datatype_names());
+      ->required()
+      ->type_name(file_type);
+  command
+      ->add_option("--to", call->format,
+                   "Format of its samples, cf32_le unless the name tells one: " + datatype_names())
+      ->type_name(format_type);
   command->add_flag("--force", call->force, "Replace a recording that is there already");
   command->add_flag("--verify", call->verify, "Compare the samples with their core:sha512 first");
+  add_examples(*command, {
+                             {"fmcw convert drone.cs16 drone --fs 20M --centre 77GHz",
+                              "raw samples to a SigMF recording"},
+                             {"fmcw convert drone.sigmf-meta part.sigmf --from 1s --for 250ms",
+                              "a part of it, as an archive"},
+                             {"fmcw convert drone.sigmf-meta - --to cf32_le | consumer",
+                              "raw samples to a pipe"},
+                         });
   command->callback([call] { convert(*call); });
 }
 

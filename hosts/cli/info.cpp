@@ -5,6 +5,7 @@
 #include "common/output/text.h"
 #include "common/spans/proposal.h"
 #include "errors.h"
+#include "help.h"
 #include "program.h"
 #include "progress.h"
 #include "table.h"
@@ -155,7 +156,7 @@ void info(const info_call_t& call) {
   }
   sample_statistics_t statistics;
   {
-    progress_t progress(recording.info().sample_count);
+    progress_t progress("looked at", recording.info().sample_count);
     statistics = statistics_of(recording, [&](std::uint64_t done) { progress.show(done); });
   }
   if (call.as_json) {
@@ -176,6 +177,13 @@ void describe_info(CLI::App& app) {
       ->capture_default_str();
   command->add_flag("--verify", call->verify, "Compare the samples with their core:sha512");
   command->add_flag("--json", call->as_json, "As JSON");
+  add_examples(
+      *command,
+      {
+          {"fmcw info radar.sigmf-meta", "rate, length, clipping, power, settings that would suit"},
+          {"fmcw info drone.cs16 --fs 20M --full-scale 0.5V", "of raw samples, powers calibrated"},
+          {"fmcw info radar.sigmf --verify --json", "compare the checksum; for a program"},
+      });
   command->callback([call] { info(*call); });
 }
 

@@ -1,10 +1,15 @@
 #include "commands.h"
 #include "common/errors.h"
+#include "help.h"
 #include "program.h"
 
+#include <algorithm>
 #include <iostream>
 #include <new>
 #include <string>
+#include <vector>
+
+#include <fmt/format.h>
 
 namespace {
 
@@ -17,40 +22,35 @@ int fail(int status, const char* message) noexcept {
   return status;
 }
 
-std::string command_names(const CLI::App& app) {
-  std::string names;
-  for (const CLI::App* command : app.get_subcommands({})) {
-    names += names.empty() ? "" : ", ";
-    names += command->get_name();
+/// The first word names the command, behind what may stand before it.
+void check_command(const CLI::App& app, const std::vector<std::string>& words) {
+  const auto word = std::find_if(words.begin(), words.end(), [](const std::string& text) {
+    return text != "-q" && text != "--quiet";
+  });
+  if (word != words.end() && !word->starts_with('-')) {
+    fmcw_cli::command_named(app, *word);
   }
-  return names;
+}
+
+/// What to say of a wrong call, with where to look.
+std::string call_error(const CLI::App& app, const CLI::ParseError& error) {
+  const auto called = app.get_subcommands();
+  return fmt::format("{}; see fmcw {}--help", error.what(),
+                     called.empty() ? "" : called.front()->get_name() + " ");
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Analyses captured FMCW signals: finds radar chirps and measures each one.", "fmcw");
-  app.set_version_flag("--version", FMCW_VERSION);
-  app.require_subcommand(1);
-  fmcw_cli::describe_analyze(app);
-  fmcw_cli::describe_suggest(app);
-  fmcw_cli::describe_info(app);
-  fmcw_cli::describe_convert(app);
-  fmcw_cli::describe_spectrum(app);
-  fmcw_cli::describe_synth(app);
-  fmcw_cli::describe_settings(app);
-  const auto is_named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
-  if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_named).empty()) {
-    throw orn::fmcw_host::input_error_t("there is no command '{}'; allowed are {}", argv[1],
-                                        command_names(app));
-  }
+  CLI::App app;
+  fmcw_cli::describe_program(app);
+  check_command(app, {argv + std::min(argc, 1), argv + argc});
   int status = 0;
   try {
     app.parse(argc, argv);
   } catch (const CLI::RuntimeError& outcome) {
     status = outcome.get_exit_code();
   } catch (const CLI::ParseError& error) {
-    status = error.get_exit_code() == 0
-                 ? app.exit(error)
-                 : fail(wrong_call, (std::string(error.what()) + "; see fmcw --help").c_str());
+    status = error.get_exit_code() == 0 ? app.exit(error)
+                                        : fail(wrong_call, call_error(app, error).c_str());
   }
   std::cout.flush();
   return std::cout.good() ? status : fail(run_failed, "standard output: cannot be written");

@@ -1,5 +1,6 @@
 #include "measurement.h"
 
+#include "option_text.h"
 #include "program.h"
 
 #include <utility>
@@ -58,7 +59,7 @@ measurement_t prepare_measurement(const capture_call_t& capture, const settings_
   settings_t& settings = measurement.settings;
   settings.manager.set_fs(measurement.recording.info().sample_rate);
   for (const std::string& note : apply_settings(source, settings)) {
-    tell(note.c_str());
+    tell_note(note);
   }
   if (settings.search == search_t::automatic) {
     measurement.is_proposed = true;
@@ -73,14 +74,17 @@ measurement_t prepare_measurement(const capture_call_t& capture, const settings_
 }
 
 void describe_settings_source(CLI::App& command, settings_source_t& source) {
-  command.add_option("--settings", source.file,
-                     "Profile: JSON file of settings, {\"name\": value}, or the JSON of a result");
+  command
+      .add_option("--settings", source.file,
+                  "Profile: JSON file of settings, {\"name\": value}, or the JSON of a result")
+      ->type_name(file_type);
   command
       .add_option("--set", source.assignments,
                   "One setting, name=value with or without a unit (20us, 1.6MHz/us, 5%); may be "
                   "repeated")
       ->allow_extra_args(false)
-      ->take_all();
+      ->take_all()
+      ->type_name(setting_type);
 }
 
 }  // namespace fmcw_cli

@@ -56,6 +56,9 @@ void write_line(std::string_view start, std::string_view line) noexcept {
 /// Before the objects of the libraries, whose construction may run out of memory.
 [[gnu::constructor(101)]] void catch_everything() { std::set_terminate(end_at_once); }
 
+/// Whether notes are left out; the one state of the program that every command looks at.
+bool quiet = false;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+
 extern "C" void on_signal(int signal) {
   orn::fmcw_host::remove_unfinished();
   // The signal's own way of ending comes after this handler.
@@ -91,7 +94,19 @@ void tell(const char* message) noexcept {
   }
 }
 
+void be_quiet() noexcept { quiet = true; }
+bool is_quiet() noexcept { return quiet; }
+
+void tell_note(const std::string& note) noexcept {
+  if (!quiet) {
+    tell(note.c_str());
+  }
+}
+
 void tell_done(const std::string& what, std::uint64_t samples, const std::string& more) noexcept {
+  if (quiet) {
+    return;
+  }
   try {
     std::cout << orn::fmcw_host::printable(fmt::format("{}: {} samples, {}", what, samples, more))
               << '\n';
@@ -102,7 +117,7 @@ void tell_done(const std::string& what, std::uint64_t samples, const std::string
 
 void tell_notes(const orn::fmcw_host::recording_t& recording) {
   for (const std::string& note : recording.info().notes) {
-    tell(note.c_str());
+    tell_note(note);
   }
 }
 

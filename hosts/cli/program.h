@@ -2,6 +2,7 @@
 
 #include "common/capture/recording.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 
@@ -12,6 +13,18 @@ inline constexpr int run_failed = 1;
 inline constexpr int wrong_call = 2;
 inline constexpr int no_chirps = 4;
 
+struct exit_status_t {
+  int status;
+  const char* meaning;
+};
+/// What each status says.
+inline constexpr std::array exit_statuses = {
+    exit_status_t{0, "done"},
+    exit_status_t{run_failed, "something failed, or an annotated chirp was not found"},
+    exit_status_t{wrong_call, "the call or the input is wrong"},
+    exit_status_t{no_chirps, "no chirp was found"},
+};
+
 /// From here on, signals that end the program remove unfinished files first, a reader that goes
 /// away ends it, a file beyond its allowed size is an error, and so is memory that runs out where
 /// nothing can be thrown.
@@ -20,7 +33,15 @@ void prepare_program();
 /// Writes one line on stderr, with what a terminal would obey as escapes. Works without memory.
 void tell(const char* message) noexcept;
 
-/// Tells on stdout what was written. Works without memory, since the files are in place by then.
+/// From here on notes and the line of progress are left out.
+void be_quiet() noexcept;
+bool is_quiet() noexcept;
+
+/// Like tell(), for what is no error: unless the program is to be quiet.
+void tell_note(const std::string& note) noexcept;
+
+/// Tells on stdout what was written, unless the program is to be quiet. Works without memory, since
+/// the files are in place by then.
 void tell_done(const std::string& what, std::uint64_t samples, const std::string& more) noexcept;
 
 /// Tells what was assumed when the recording was opened.

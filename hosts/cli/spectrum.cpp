@@ -2,6 +2,8 @@
 #include "commands.h"
 #include "common/output/output_file.h"
 #include "errors.h"
+#include "help.h"
+#include "option_text.h"
 
 #include <cstddef>
 #include <memory>
@@ -144,8 +146,16 @@ void describe_spectrum(CLI::App& app) {
       ->capture_default_str();
   command->add_option("--impedance", call->impedance, "Load for channel power [ohm]")
       ->capture_default_str();
-  command->add_option("--csv", call->csv_file, "Write CSV ('-': standard output, the default)");
-  command->add_option("--json", call->json_file, "Write JSON ('-': standard output)");
+  command->add_option("--csv", call->csv_file, "Write CSV ('-': standard output, the default)")
+      ->type_name(file_type);
+  command->add_option("--json", call->json_file, "Write JSON ('-': standard output)")
+      ->type_name(file_type);
+  add_examples(*command,
+               {
+                   {"fmcw spectrum radar.sigmf-meta > spectrum.csv", "of the first 1024 samples"},
+                   {"fmcw spectrum radar.sigmf-meta --kind channel-power --json -",
+                    "power of the whole capture"},
+               });
   command->callback([call] { spectrum(*call); });
 }
 

@@ -3,6 +3,7 @@
 #include "common/output/output_file.h"
 #include "common/settings/profile.h"
 #include "errors.h"
+#include "help.h"
 #include "measurement.h"
 #include "program.h"
 
@@ -68,6 +69,13 @@ void describe_suggest(CLI::App& app) {
   describe_capture(*command, call->capture);
   describe_settings_source(*command, call->settings);
   command->add_flag("--json", call->as_json, "As JSON, a profile for --settings");
+  add_examples(
+      *command,
+      {
+          {"fmcw suggest lora.cf32 --fs 8M", "settings that suit this recording"},
+          {"fmcw suggest lora.cf32 --fs 8M --json > lora.json", "the same, as a profile"},
+          {"fmcw analyze other.cf32 --fs 8M --settings lora.json", "which other recordings take"},
+      });
   command->callback([call] { suggest(*call); });
 }
 

@@ -1,5 +1,7 @@
 #include "commands.h"
 #include "common/synth/synthetic_recording.h"
+#include "help.h"
+#include "option_text.h"
 #include "program.h"
 #include "progress.h"
 
@@ -84,7 +86,7 @@ void synth(const synth_call_t& call) {
   const existing_t existing = call.force ? existing_t::replaced : existing_t::kept;
   const std::string more =
       fmt::format("{} Hz, {} whole chirps annotated", t.sample_rate, truth_count_of(t));
-  progress_t progress(sample_count_of(t));
+  progress_t progress("made", sample_count_of(t));
   const written_t written =
       write_synthetic(t, call.out, existing, [&](std::uint64_t done) { progress.show(done); });
   if (call.out != "-") {
@@ -100,11 +102,20 @@ void describe_synth(CLI::App& app) {
   const auto call = std::make_shared<synth_call_t>();
   command
       ->add_option("OUT", call->out, "Name of the recording; .sigmf-meta and .sigmf-data are added")
-      ->required();
+      ->required()
+      ->type_name(file_type);
   describe_shape(*command, call->transmitter);
   describe_level(*command, call->transmitter);
   describe_impairments(*command, call->transmitter);
   command->add_flag("--force", call->force, "Replace a recording that is there already");
+  add_examples(
+      *command,
+      {
+          {"fmcw synth sawtooth --chirps 20 --snr 40", "twenty ramps, 40 dB above the noise"},
+          {"fmcw synth curved --quadratic 0.005 --overshoot 0.02 --settling 3e-6",
+           "with a bend and a transient"},
+          {"fmcw analyze curved --truth", "what was measured beside what was made"},
+      });
   command->callback([call] { synth(*call); });
 }
 

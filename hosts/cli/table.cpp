@@ -80,6 +80,8 @@ std::vector<std::string> table_t::fit(const std::vector<std::size_t>& order) {
   return gone;
 }
 
+std::size_t table_t::width() const { return total_width(widths()); }
+
 std::string table_t::line(const std::vector<std::string>& row,
                           const std::vector<std::size_t>& widths) const {
   const std::size_t left_count = alignment_ == right ? 0 : alignment_ == turned ? 2 : row.size();
@@ -138,7 +140,8 @@ scaled_unit_t::scaled_unit_t(const std::string& base, const std::vector<double>&
 }
 
 std::string scaled_unit_t::format(double value) const {
-  return fmt::format("{:.6g}", value * factor);
+  return unit == "dB" || unit == "dBm" ? fmt::format("{:.4f}", value)
+                                       : fmt::format("{:.6g}", value * factor);
 }
 
 std::string with_unit(double value, const std::string& base) {

@@ -26,6 +26,8 @@ class table_t {
   /// Returns the headings of those that went.
   std::vector<std::string> fit(const std::vector<std::size_t>& order);
 
+  std::size_t width() const;
+
   friend std::ostream& operator<<(std::ostream& out, const table_t& table);
 
  private:
@@ -48,7 +50,8 @@ struct scaled_unit_t {
   /// values  in base units; NaN and infinities do not count
   scaled_unit_t(const std::string& base, const std::vector<double>& values);
 
-  /// Six significant digits of a value in base units.
+  /// Six significant digits of a value in base units; four decimals of decibels, whose 0 is a value
+  /// like any other.
   std::string format(double value) const;
 };
 

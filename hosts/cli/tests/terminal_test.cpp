@@ -17,9 +17,8 @@ class FmcwTerminal : public Fmcw {
                           const std::string& variables = "TERM=xterm") const {
     const std::string program =
         fmt::format("stty cols {}; {} '{}' {}", columns, variables, FMCW_PROGRAM, arguments);
-    const std::string command =
-        fmt::format("cd '{}' && script -qec \"{}\" /dev/null >shown.txt </dev/null", path("."),
-                    program);
+    const std::string command = fmt::format(
+        "cd '{}' && script -qec \"{}\" /dev/null >shown.txt </dev/null", path("."), program);
     EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 0);
     std::string shown = content(path("shown.txt"));
     std::erase(shown, '\r');
@@ -49,11 +48,15 @@ TEST_F(FmcwTerminal, TablesKeepToTheWidth) {
       EXPECT_THAT(shown, HasSubstr("start")) << call;
     }
   }
-  const std::string narrow = on_terminal(80, calls[0] + small_analysis, plain);
+  const std::string narrow = on_terminal(88, calls[0] + small_analysis, plain);
   EXPECT_THAT(narrow, HasSubstr("\nno room for: RMS freq. dev., peak non-lin.; --all shows"));
   EXPECT_THAT(narrow, HasSubstr("avg. power [dBm]")) << "more important than what stands before";
   EXPECT_THAT(on_terminal(200, calls[0] + small_analysis, plain), Not(HasSubstr("no room")));
-  EXPECT_LE(widest_line(on_terminal(140, "settings", plain)), 140U);
+  for (const int columns : {70, 140, 300}) {
+    const std::string shown = on_terminal(columns, "settings", plain);
+    EXPECT_LE(widest_line(shown), static_cast<std::size_t>(columns)) << shown;
+    EXPECT_THAT(shown, HasSubstr("min_chirp_len"));
+  }
 
   // No terminal: all columns, unless somebody says how many there are.
   EXPECT_THAT(run(calls[0] + small_analysis, "unset COLUMNS;").out, Not(HasSubstr("no room")));
@@ -62,7 +65,7 @@ TEST_F(FmcwTerminal, TablesKeepToTheWidth) {
     EXPECT_THAT(run(calls[0] + small_analysis, columns).out, Not(HasSubstr("no room"))) << columns;
   }
   const std::string tiny = run(calls[0] + small_analysis, "COLUMNS=1").out;
-  EXPECT_THAT(tiny, testing::StartsWith("#  start [us]\n")) << "what stays in any case";
+  EXPECT_THAT(tiny, testing::StartsWith("#  start [us]  flags\n")) << "what stays in any case";
 }
 
 TEST_F(FmcwTerminal, EveryFigureIsALineWithEachChirpOnce) {
@@ -108,11 +111,11 @@ TEST_F(Fmcw, UnitsSuitTheValues) {
   };
   for (const auto& c : {
            unit_case_t{" --fs 48e3 --ramp 0.3 --flyback 20e-3 --bandwidth 14e3",
-                       {"start [s]", "length [ms]", "slope [Hz/s]", "bandwidth [kHz]"}},
+                       {"start [ms]", "length [ms]", "slope [Hz/s]", "bandwidth [kHz]"}},
            unit_case_t{" --fs 1e6 --ramp 1e-3 --flyback 100e-6 --bandwidth 122e3",
                        {"start [ms]", "slope [Hz/us]", "bandwidth [kHz]"}},
            unit_case_t{" --fs 4e9 --ramp 2e-6 --flyback 0.4e-6 --bandwidth 1.5e9",
-                       {"start [us]", "length [us]", "slope [kHz/us]", "bandwidth [GHz]"}},
+                       {"start [us]", "length [us]", "slope [MHz/us]", "bandwidth [GHz]"}},
        }) {
     ASSERT_EQ(run("synth a --force --chirps 4" + c.synth).status, 0);
     const auto outcome = run("analyze a");

@@ -58,6 +58,17 @@ std::vector<std::string> value_words(const CLI::Option& option, const CLI::App& 
   return words;
 }
 
+std::vector<std::string> option_names(const CLI::Option& option) {
+  std::vector<std::string> names;
+  for (const std::string& name : option.get_snames()) {
+    names.push_back("-" + name);
+  }
+  for (const std::string& name : option.get_lnames()) {
+    names.push_back("--" + name);
+  }
+  return names;
+}
+
 bool takes_file(const CLI::Option& option) { return value_name(option) == file_type; }
 
 std::string option_heading(const CLI::Option& option) {

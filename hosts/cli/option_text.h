@@ -22,6 +22,9 @@ std::string value_name(const CLI::Option& option);
 /// app  the program, whose commands a value may name
 std::vector<std::string> value_words(const CLI::Option& option, const CLI::App& app);
 
+/// "-q", "--quiet".
+std::vector<std::string> option_names(const CLI::Option& option);
+
 bool takes_file(const CLI::Option& option);
 
 /// Every name with what stands for the value: "-q,--quiet", "--fs FREQUENCY".

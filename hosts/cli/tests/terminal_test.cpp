@@ -104,6 +104,23 @@ TEST_F(FmcwTerminal, ColourIsForTerminalsThatShowIt) {
   EXPECT_THAT(run(call).out, Not(HasSubstr("\033")));
 }
 
+TEST_F(Fmcw, TheDemoShowsWhatReadmeSays) {
+  const std::string script = content(fs::path(FMCW_PROJECT) / "dev");
+  const std::string beginning = "\"$fmcw\" synth \"$capture\"";
+  const std::size_t begin = script.find(beginning);
+  ASSERT_NE(begin, std::string::npos);
+  std::string call = script.substr(begin + beginning.size());
+  call.erase(call.find("\n  say"));
+  std::replace_if(
+      call.begin(), call.end(), [](char c) { return c == '\\' || c == '\n'; }, ' ');
+  ASSERT_EQ(run("synth capture" + call).status, 0);
+  const std::string shown = run("analyze capture", "unset COLUMNS;").out;
+  const std::string table = shown.substr(0, shown.find("\n\n") + 1);
+  EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 4) << table;
+  EXPECT_THAT(content(fs::path(FMCW_PROJECT) / "README.md"),
+              HasSubstr("```text\n" + table + "```"));
+}
+
 TEST_F(Fmcw, UnitsSuitTheValues) {
   struct unit_case_t {
     std::string synth;

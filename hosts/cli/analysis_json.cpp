@@ -19,6 +19,21 @@ void put_optional(json_writer_t& json, const char* name, const std::optional<Val
   value ? json.value(*value) : json.value(nullptr);
 }
 
+/// Where the recording holds other chirps than the settings look for.
+void put_changes(json_writer_t& json, const std::vector<change_t>& changes) {
+  json.key("changes").begin_array();
+  for (const change_t& change : changes) {
+    json.begin_object()
+        .member("first_sample", change.first_sample)
+        .member("time_s", change.time)
+        .member("duration_s", change.others.duration)
+        .member("slope_hz_per_s", change.others.slope)
+        .member("count", change.others.count)
+        .end_object();
+  }
+  json.end_array();
+}
+
 }  // namespace
 
 analysis_json_t::analysis_json_t(std::ostream& out, const recording_t& recording,
@@ -53,7 +68,9 @@ void analysis_json_t::finish(const summary_t& summary, const recording_totals_t&
       .member("sample_count", totals.sample_count)
       .member("nonfinite_count", totals.nonfinite_count);
   put_optional(json_, "first_nonfinite_sample", totals.first_nonfinite);
-  json_.member("uncovered_count", totals.uncovered_count).end_object().end_object();
+  json_.member("uncovered_count", totals.uncovered_count);
+  put_changes(json_, totals.changes);
+  json_.end_object().end_object();
 }
 
 }  // namespace fmcw_cli

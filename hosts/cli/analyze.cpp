@@ -83,6 +83,7 @@ recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, o
   recording_analysis_t analysis(
       measurement.settings, jobs,
       {[&](const chirp_t& chirp) { outputs.add(chirp); },
+       [&](const change_t& change) { outputs.add(change); },
        [&](const analysis_progress_t& state) { progress.show(state.done); }},
       total, measurement.proposal.coverage);
   const auto& segments = measurement.recording.segments();
@@ -132,12 +133,7 @@ void tell_totals(const measurement_t& measurement, const recording_totals_t& tot
             .c_str());
   }
   for (const change_t& change : totals.changes) {
-    const double seconds = static_cast<double>(change.first_sample) / rate;
-    tell(
-        fmt::format("about {:.6g} s on: {}, which these settings leave out; look there with --from "
-                    "{}",
-                    seconds, group_text(change.others), change.first_sample)
-            .c_str());
+    tell(change_text(change).c_str());
   }
   if (totals.uncovered_count > 0) {
     tell(fmt::format("{} samples ({:.6g} s) are covered by no frame", totals.uncovered_count,

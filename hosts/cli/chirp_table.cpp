@@ -39,6 +39,11 @@ void chirp_table_t::add(const chirp_t& chirp) {
   }
 }
 
+void chirp_table_t::add_line(const std::string& text) {
+  put_block();
+  out_ << text << '\n';
+}
+
 void chirp_table_t::finish() {
   put_block();
   if (!any_) {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <ostream>
+#include <string>
 #include <vector>
 
 namespace fmcw_cli {
@@ -18,6 +19,9 @@ class chirp_table_t {
   chirp_table_t(std::ostream& out, double rate, bool all_figures, bool with_rf);
 
   void add(const orn::fmcw_host::chirp_t& chirp);
+
+  /// A line of text between the rows.
+  void add_line(const std::string& text);
 
   /// Writes what is held; a line where there was no chirp at all.
   void finish();

@@ -49,6 +49,13 @@ void outputs_t::add(const chirp_t& chirp) {
   }
 }
 
+// JSON has it in its summary; the columns of CSV have no place for it.
+void outputs_t::add(const change_t& change) {
+  if (table_) {
+    table_->add_line("-- " + change_text(change));
+  }
+}
+
 void outputs_t::finish(const recording_totals_t& totals, double impedance) {
   if (json_) {
     json_->finish(summary_, totals, impedance);

@@ -31,6 +31,7 @@ class outputs_t {
   outputs_t(const output_choice_t& choice, const measurement_t& measurement);
 
   void add(const orn::fmcw_host::chirp_t& chirp);
+  void add(const orn::fmcw_host::change_t& change);
 
   /// Puts the files in place. Throws run_error_t.
   void finish(const orn::fmcw_host::recording_totals_t& totals, double impedance);

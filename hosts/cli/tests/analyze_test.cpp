@@ -42,6 +42,23 @@ TEST_F(Fmcw, NeedsNoSettings) {
   EXPECT_THAT(run("suggest a").out, HasSubstr("chirps: "));
 }
 
+TEST_F(Fmcw, MarksWhereARecordingChanges) {
+  ASSERT_EQ(run("synth a" + long_synth).status, 0);
+  ASSERT_EQ(run("synth b --fs 10e6 --ramp 900e-6 --bandwidth 2e6 --chirps 300").status, 0);
+  write("c.cf32", content(path("a.sigmf-data")) + content(path("b.sigmf-data")));
+  const auto outcome = run("analyze c.cf32 --fs 10e6 --json c.json");
+  const json change = json::parse(content(path("c.json")))["summary"]["changes"].at(0);
+  EXPECT_NEAR(change["first_sample"].get<double>(), 4.2e6, 0.6e6);
+  EXPECT_EQ(change["time_s"].get<double>(), change["first_sample"].get<double>() / 10e6);
+  EXPECT_NEAR(change["duration_s"].get<double>(), 900e-6, 20e-6);
+  EXPECT_NEAR(change["slope_hz_per_s"].get<double>(), 2e6 / 900e-6, 0.01 * 2e6 / 900e-6);
+  // Between the last of these chirps and the summary.
+  const auto mark = outcome.out.find("\n-- about 0.4");
+  EXPECT_GT(mark, outcome.out.find(" 1900 "));
+  EXPECT_LT(mark, outcome.out.find("chirps measured"));
+  EXPECT_THAT(outcome.err, HasSubstr("which these settings leave out"));
+}
+
 TEST_F(Fmcw, TellsWhenThereIsNoChirp) {
   write("zeros.cf32", std::string(80000, '\0'));
   const auto outcome = run("analyze zeros.cf32 --fs 1e6");

@@ -1,6 +1,7 @@
 #include "common/spans/recording_analysis.h"
 
 #include "common/errors.h"
+#include "common/spans/proposal.h"
 #include "common/spans/span_reader.h"
 
 #include <algorithm>
@@ -12,6 +13,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <fmt/format.h>
 
 namespace orn::fmcw_host {
 namespace {
@@ -145,6 +148,12 @@ class span_pool_t {
 
 }  // namespace
 
+std::string change_text(const change_t& change) {
+  return fmt::format(
+      "about {:.6g} s on: {}, which these settings leave out; look there with --from {}",
+      change.time, group_text(change.others), change.first_sample);
+}
+
 recording_analysis_t::recording_analysis_t(const settings_t& settings, unsigned jobs,
                                            listener_t listener, std::optional<std::uint64_t> total,
                                            double coverage)
@@ -172,6 +181,7 @@ void recording_analysis_t::analyze(const segment_t& segment, sample_source_t& so
 }
 
 void recording_analysis_t::take(const segment_t& segment, const span_result_t& span) {
+  note_change(segment.first_sample + span.own_begin, span.others);
   joiner_.add(span);
   const std::uint64_t own = span.own_end - span.own_begin;
   totals_.sample_count += own;
@@ -179,9 +189,6 @@ void recording_analysis_t::take(const segment_t& segment, const span_result_t& s
   totals_.nonfinite_count += span.nonfinite_count;
   if (span.first_nonfinite && !totals_.first_nonfinite) {
     totals_.first_nonfinite = segment.first_sample + *span.first_nonfinite;
-  }
-  if (span.others) {
-    note_change(segment.first_sample + span.own_begin, *span.others);
   }
   progress_.done += own;
   progress_.seconds =
@@ -192,14 +199,18 @@ void recording_analysis_t::take(const segment_t& segment, const span_result_t& s
 }
 
 void recording_analysis_t::note_change(std::uint64_t first_sample,
-                                       const candidate_group_t& others) {
+                                       const std::optional<candidate_group_t>& others) {
   constexpr std::size_t most_changes = 8;
-  auto& changes = totals_.changes;
-  const auto is_same = [&](const candidate_group_t& last) {
-    return others.duration < 1.25 * last.duration && last.duration < 1.25 * others.duration;
-  };
-  if (changes.size() < most_changes && (changes.empty() || !is_same(changes.back().others))) {
-    changes.push_back({first_sample, others});
+  const bool goes_on = others && others_ && others->duration < 1.25 * others_->duration &&
+                       others_->duration < 1.25 * others->duration;
+  others_ = others;
+  if (!others || goes_on || totals_.changes.size() == most_changes) {
+    return;
+  }
+  const double rate = settings_.manager.get_fs();
+  totals_.changes.push_back({first_sample, static_cast<double>(first_sample) / rate, *others});
+  if (listener_.on_change) {
+    listener_.on_change(totals_.changes.back());
   }
 }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace orn::fmcw_host {
@@ -23,8 +24,12 @@ struct analysis_progress_t {
 /// From here on a recording holds other chirps than the settings were chosen for.
 struct change_t {
   std::uint64_t first_sample = 0;  ///< of the span it was seen in, on the recording's axis
+  double time = 0.0;               ///< of that sample [s]
   candidate_group_t others;
 };
+
+/// "about 0.25 s on: 98.6us, +400kHz/us, which these settings leave out; ...".
+std::string change_text(const change_t& change);
 
 /// What was seen besides the chirps.
 struct recording_totals_t {
@@ -39,8 +44,10 @@ struct recording_totals_t {
 /// Who hears of an analysis. Every call comes from the thread that called analyze(); what it throws
 /// stops the analysis and leaves it.
 struct listener_t {
-  std::function<void(const chirp_t&)> on_chirp;                 ///< each chirp, in order
-  std::function<void(const analysis_progress_t&)> on_progress;  ///< after each span; may be empty
+  std::function<void(const chirp_t&)> on_chirp;  ///< each chirp, in order
+  /// Each change, before the chirps of the span it was seen in; may be empty.
+  std::function<void(const change_t&)> on_change = {};
+  std::function<void(const analysis_progress_t&)> on_progress = {};  ///< after each span; or empty
 };
 
 /// The analysis of a recording, a segment at a time: finds and measures every chirp once, in spans
@@ -65,7 +72,7 @@ class recording_analysis_t {
 
  private:
   void take(const segment_t& segment, const span_result_t& span);
-  void note_change(std::uint64_t first_sample, const candidate_group_t& others);
+  void note_change(std::uint64_t first_sample, const std::optional<candidate_group_t>& others);
 
   settings_t settings_;
   unsigned jobs_;
@@ -73,6 +80,7 @@ class recording_analysis_t {
   listener_t listener_;
   chirp_joiner_t joiner_;
   recording_totals_t totals_;
+  std::optional<candidate_group_t> others_;  ///< what the last span held instead
   analysis_progress_t progress_;
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };

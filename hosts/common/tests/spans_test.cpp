@@ -35,7 +35,7 @@ outcome_t analyze(const settings_t& settings, const std::vector<sample_t>& sampl
                   unsigned jobs = 1, bool known_length = true) {
   outcome_t outcome;
   recording_analysis_t analysis(
-      settings, jobs, {[&](const chirp_t& chirp) { outcome.chirps.push_back(chirp); }, {}}, {});
+      settings, jobs, {[&](const chirp_t& chirp) { outcome.chirps.push_back(chirp); }}, {});
   segment_t segment;
   if (known_length) {
     segment.sample_count = samples.size();
@@ -324,14 +324,15 @@ TEST(Analysis, StopsWhereItsSourceOrListenerThrows) {
   segment_t segment;
   segment.sample_count = samples.size();
   std::size_t rows = 0;
-  recording_analysis_t analysis(settings, 3, {[&](const chirp_t&) { ++rows; }, {}}, {});
+  recording_analysis_t analysis(settings, 3, {[&](const chirp_t&) { ++rows; }}, {});
   EXPECT_THROW(analysis.analyze(segment, broken), input_error_t);
   EXPECT_GT(rows, 900U) << "what came before is handed out";
 
   vector_source_t source(samples);
   recording_analysis_t stopped(
       settings, 3,
-      {[](const chirp_t&) {}, [](const analysis_progress_t&) { throw run_error_t("enough"); }}, {});
+      {[](const chirp_t&) {}, {}, [](const analysis_progress_t&) { throw run_error_t("enough"); }},
+      {});
   EXPECT_THROW(stopped.analyze(segment, source), run_error_t);
 }
 

@@ -54,7 +54,7 @@ TEST_F(Fmcw, MarksWhereARecordingChanges) {
   EXPECT_NEAR(change["slope_hz_per_s"].get<double>(), 2e6 / 900e-6, 0.01 * 2e6 / 900e-6);
   // Between the last of these chirps and the summary.
   const auto mark = outcome.out.find("\n-- about 0.4");
-  EXPECT_GT(mark, outcome.out.find(" 1900 "));
+  EXPECT_GT(mark, outcome.out.find("\n1900 "));
   EXPECT_LT(mark, outcome.out.find("chirps measured"));
   EXPECT_THAT(outcome.err, HasSubstr("which these settings leave out"));
 }

@@ -13,7 +13,7 @@ namespace {
 
 using namespace fmcw_demod_lib;
 
-constexpr std::size_t block_length = std::size_t{1} << 20;
+constexpr std::size_t block_length = std::size_t{1} << 18;
 constexpr std::size_t block_margin = 512;  // smoothing reaches 128 samples
 constexpr std::size_t slope_step = 16;     // of 256 smoothed samples, 16 tell the median
 constexpr double like_duration = 1.25;

@@ -25,8 +25,7 @@ settings_t proposed_settings(const proposal_t& proposal, double rate) {
 
 std::vector<chirp_t> chirps_of(const settings_t& settings, const std::vector<sample_t>& samples) {
   std::vector<chirp_t> chirps;
-  recording_analysis_t analysis(settings, 1, {[&](const chirp_t& c) { chirps.push_back(c); }},
-                                {});
+  recording_analysis_t analysis(settings, 1, {[&](const chirp_t& c) { chirps.push_back(c); }}, {});
   vector_source_t source(samples);
   analysis.analyze({0, samples.size(), {}, ""}, source);
   return chirps;
@@ -96,7 +95,7 @@ TEST(Proposal, IsHeldAgainstTheRestOfTheRecording) {
   samples.insert(samples.end(), later.begin(), later.end());
   samples.insert(samples.end(), samples.begin(), samples.begin() + 4'000'000);
   samples.insert(samples.end(), later.begin(), later.end());
-  const proposal_t proposal = propose(std::span(samples).first(first_look), 10e6);
+  const proposal_t proposal = propose(std::span(samples).first(looks.front().samples), 10e6);
   EXPECT_NEAR(proposal.coverage, 0.9, 0.06);
   std::uint64_t last_row = 0;
   std::vector<std::uint64_t> rows_before;

@@ -131,7 +131,7 @@ TEST(Spans, AreTheSameForEveryNumberOfThreadsAndForPipes) {
 }
 
 TEST(Spans, LoseNoChirpAtASeamWhereverItLies) {
-  // Own parts end at 2^21: ramps of growing offset put every phase of the period on the seam.
+  // Own parts end at multiples of 2^19: ramps of growing offset put every phase of the period on the seam.
   const signal_t signal{10e6, 200e-6, 10e-6, 2e6};
   const settings_t settings = settings_for(
       signal.rate, {"min_chirp_len=100us", "max_chirp_len=300us", "slope_tol=5kHz/us"});
@@ -326,7 +326,7 @@ TEST(Analysis, StopsWhereItsSourceOrListenerThrows) {
   std::size_t rows = 0;
   recording_analysis_t analysis(settings, 3, {[&](const chirp_t&) { ++rows; }}, {});
   EXPECT_THROW(analysis.analyze(segment, broken), input_error_t);
-  EXPECT_GT(rows, 900U) << "what came before is handed out";
+  EXPECT_GT(rows, 200U) << "what came before is handed out";
 
   vector_source_t source(samples);
   recording_analysis_t stopped(

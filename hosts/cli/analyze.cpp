@@ -3,7 +3,6 @@
 #include "common/output/output_file.h"
 #include "common/spans/recording_analysis.h"
 #include "common/spans/trace_file.h"
-#include "common/spans/whole_analysis.h"
 #include "errors.h"
 #include "measurement.h"
 #include "outputs.h"
@@ -11,8 +10,7 @@
 #include "progress.h"
 #include "table.h"
 #include "truth.h"
-
-#include <fmcw_demod/report.h>
+#include "whole.h"
 
 #include <algorithm>
 #include <array>
@@ -95,34 +93,6 @@ recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, o
   return analysis.totals();
 }
 
-/// The part taken, in memory whole.
-std::vector<orn::fmcw_demod_lib::sample_t> read_whole(const measurement_t& measurement) {
-  const recording_t& recording = measurement.recording;
-  if (recording.segments().size() != 1 || !total_of(recording)) {
-    throw input_error(
-        "{}: --traces and --report take one segment of a file; this has {}: choose a part with "
-        "--from and --for",
-        recording.info().name,
-        total_of(recording) ? fmt::format("{} segments", recording.segments().size())
-                            : std::string("no known length"));
-  }
-  std::vector<orn::fmcw_demod_lib::sample_t> samples;
-  resize_for("the samples", samples, static_cast<std::size_t>(*total_of(recording)));
-  recording.source(0)->read(samples);
-  return samples;
-}
-
-void write_trace_file(const analyze_call_t& call, const measurement_t& measurement) {
-  const trace_choice_t choice = parse_traces(call.traces);
-  const auto result =
-      analyze_whole(measurement.settings, read_whole(measurement), choice.spectrogram);
-  const double rate = measurement.recording.info().sample_rate;
-  const double start =
-      static_cast<double>(measurement.recording.segments().front().first_sample) / rate;
-  write_output(call.trace_file,
-               [&](std::ostream& out) { write_traces(out, result, choice, start, rate); });
-}
-
 void tell_totals(const measurement_t& measurement, const recording_totals_t& totals) {
   const double rate = measurement.recording.info().sample_rate;
   if (totals.nonfinite_count > 0) {
@@ -169,13 +139,17 @@ void analyze(analyze_call_t call) {
     call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
   }
   check(call);
-  measurement_t measurement = prepare_measurement(call.capture, source_of(call));
+  measurement_t measurement = open_measurement(call.capture, source_of(call));
   check_files(call, measurement.recording);
+  if (call.report || !call.traces.empty()) {
+    check_whole(measurement, call.report || parse_traces(call.traces).spectrogram);
+  }
+  look_for_settings(measurement);
   if (!call.traces.empty()) {
-    write_trace_file(call, measurement);
+    write_trace_file(measurement, call.traces, call.trace_file);
   }
   if (call.report) {
-    std::cout << analyze_whole(measurement.settings, read_whole(measurement), true);
+    print_report(measurement);
     return;
   }
   outputs_t outputs(call.outputs, measurement);

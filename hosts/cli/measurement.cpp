@@ -51,7 +51,7 @@ std::unique_ptr<sample_source_t> measurement_t::source(std::size_t segment) {
   return recording.source(segment);
 }
 
-measurement_t prepare_measurement(const capture_call_t& capture, const settings_source_t& source) {
+measurement_t open_measurement(const capture_call_t& capture, const settings_source_t& source) {
   measurement_t measurement{
       recording_t::open(capture.path, capture.options), {}, false, {}, 0, {}, nullptr};
   tell_notes(measurement.recording);
@@ -60,16 +60,21 @@ measurement_t prepare_measurement(const capture_call_t& capture, const settings_
   for (const std::string& note : apply_settings(source, settings)) {
     tell(note.c_str());
   }
-  if (settings.search == search_t::automatic) {
-    measurement.is_proposed = true;
-    look(measurement);
-    if (measurement.proposal.chosen.empty()) {
-      propose_settings({"max_chirp_len=0s"}, settings);  // nothing there may count as a chirp
-    }
-    measurement.proposal.assignments = propose_settings(measurement.proposal.assignments, settings);
-    settings.search = search_t::spans;
-  }
   return measurement;
+}
+
+void look_for_settings(measurement_t& measurement) {
+  settings_t& settings = measurement.settings;
+  if (settings.search != search_t::automatic) {
+    return;
+  }
+  measurement.is_proposed = true;
+  look(measurement);
+  if (measurement.proposal.chosen.empty()) {
+    propose_settings({"max_chirp_len=0s"}, settings);  // nothing there may count as a chirp
+  }
+  measurement.proposal.assignments = propose_settings(measurement.proposal.assignments, settings);
+  settings.search = search_t::spans;
 }
 
 void describe_settings_source(CLI::App& command, settings_source_t& source) {

@@ -25,10 +25,13 @@ struct measurement_t {
   std::unique_ptr<orn::fmcw_host::sample_source_t> rest;  ///< and where the others come from
 };
 
-/// Opens the recording, reads the settings, and proposes some where the search is automatic; these
-/// then take effect, below what was given. Notes go to stderr. Throws input_error_t.
-measurement_t prepare_measurement(const capture_call_t& capture,
-                                  const orn::fmcw_host::settings_source_t& source);
+/// Opens the recording and reads the settings; reads no sample. Notes go to stderr. Throws
+/// input_error_t.
+measurement_t open_measurement(const capture_call_t& capture,
+                               const orn::fmcw_host::settings_source_t& source);
+
+/// Where the search is automatic, proposes settings, which then take effect below what was given.
+void look_for_settings(measurement_t& measurement);
 
 /// Adds --settings and --set.
 void describe_settings_source(CLI::App& command, orn::fmcw_host::settings_source_t& source);

@@ -1,12 +1,11 @@
 #include "common/spans/layout.h"
 
 #include "common/errors.h"
+#include "common/memory.h"
 #include "common/spans/frame_plan.h"
 
 #include <algorithm>
 #include <cmath>
-
-#include <unistd.h>
 
 namespace orn::fmcw_host {
 namespace {
@@ -82,11 +81,6 @@ layout_t lay_out(const settings_t& settings, std::optional<std::uint64_t> sample
                               : lay_out_spans(settings);
   check(layout, settings);
   return layout;
-}
-
-std::uint64_t memory_of_machine() {
-  return static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) *
-         static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
 }
 
 // Samples, both frequencies and the phase in double, five traces and two slopes in float, and what

@@ -45,9 +45,6 @@ layout_t lay_out(const settings_t& settings, std::optional<std::uint64_t> sample
 /// Most samples that the library can index.
 constexpr std::uint64_t most_indexed_samples = (std::uint64_t{1} << 31) - 1;
 
-/// Bytes of memory this machine has.
-std::uint64_t memory_of_machine();
-
 /// Bytes that the analysis of a span of so many samples takes at its peak.
 std::uint64_t bytes_of_span(std::uint64_t sample_count);
 

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "measurement.h"
+
+#include <string>
+
+namespace fmcw_cli {
+
+/// Refuses, before a sample is read, what cannot be analysed at once: several segments, a pipe, and
+/// with the estimate what this machine has no memory for. Throws input_error_t.
+void check_whole(const measurement_t& measurement, bool with_spectrogram);
+
+/// Analyses the part taken at once and writes its traces ("frequency,power") to a file.
+void write_trace_file(const measurement_t& measurement, const std::string& traces,
+                      const std::string& file);
+
+/// The same as the library's own text on standard output.
+void print_report(const measurement_t& measurement);
+
+}  // namespace fmcw_cli

@@ -53,8 +53,6 @@ void write_trace_file(const measurement_t& measurement, const std::string& trace
   write_output(file, [&](std::ostream& out) { write_traces(out, result, choice, start, rate); });
 }
 
-void print_report(const measurement_t& measurement) {
-  std::cout << analysis_of(measurement, true);
-}
+void print_report(const measurement_t& measurement) { std::cout << analysis_of(measurement, true); }
 
 }  // namespace fmcw_cli

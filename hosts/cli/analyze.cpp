@@ -145,11 +145,15 @@ void analyze(analyze_call_t call) {
     check_whole(measurement, call.report || parse_traces(call.traces).spectrogram);
   }
   look_for_settings(measurement);
+  std::optional<output_file_t> trace_file;
   if (!call.traces.empty()) {
-    write_trace_file(measurement, call.traces, call.trace_file);
+    write_trace_file(measurement, call.traces, trace_file.emplace(call.trace_file));
   }
   if (call.report) {
     print_report(measurement);
+    if (trace_file) {
+      trace_file->commit();
+    }
     return;
   }
   outputs_t outputs(call.outputs, measurement);
@@ -168,6 +172,7 @@ void analyze(analyze_call_t call) {
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }
+  outputs.commit(trace_file ? &*trace_file : nullptr);
   if (!all_found || outputs.summary().chirp_count() == 0) {
     throw CLI::RuntimeError(all_found ? no_chirps : run_failed);
   }

@@ -59,14 +59,21 @@ void outputs_t::add(const change_t& change) {
 void outputs_t::finish(const recording_totals_t& totals, double impedance) {
   if (json_) {
     json_->finish(summary_, totals, impedance);
-    json_file_->commit();
-  }
-  if (csv_file_) {
-    csv_file_->commit();
   }
   if (table_) {
     table_->finish();
   }
+}
+
+void outputs_t::commit(output_file_t* other) {
+  std::vector<output_file_t*> files;
+  for (output_file_t* const file :
+       {other, json_file_ ? &*json_file_ : nullptr, csv_file_ ? &*csv_file_ : nullptr}) {
+    if (file != nullptr) {
+      files.push_back(file);
+    }
+  }
+  output_file_t::commit_together(files);
 }
 
 }  // namespace fmcw_cli

@@ -33,8 +33,13 @@ class outputs_t {
   void add(const orn::fmcw_host::chirp_t& chirp);
   void add(const orn::fmcw_host::change_t& change);
 
-  /// Puts the files in place. Throws run_error_t.
+  /// Writes what comes after the rows.
   void finish(const orn::fmcw_host::recording_totals_t& totals, double impedance);
+
+  /// Puts the files in place, all or none; the last thing a run does, for nothing may fail then.
+  /// other  one more that belongs to them, or null
+  /// Throws run_error_t.
+  void commit(orn::fmcw_host::output_file_t* other);
 
   const orn::fmcw_host::summary_t& summary() const { return summary_; }
   /// The rows, where they are compared with the truth.

@@ -1,6 +1,5 @@
 #include "whole.h"
 
-#include "common/output/output_file.h"
 #include "common/spans/trace_file.h"
 #include "common/spans/whole_analysis.h"
 #include "errors.h"
@@ -44,13 +43,13 @@ void check_whole(const measurement_t& measurement, bool with_spectrogram) {
 }
 
 void write_trace_file(const measurement_t& measurement, const std::string& traces,
-                      const std::string& file) {
+                      output_file_t& file) {
   const trace_choice_t choice = parse_traces(traces);
   const auto result = analysis_of(measurement, choice.spectrogram);
   const double rate = measurement.recording.info().sample_rate;
   const double start =
       static_cast<double>(measurement.recording.segments().front().first_sample) / rate;
-  write_output(file, [&](std::ostream& out) { write_traces(out, result, choice, start, rate); });
+  write_traces(file.stream(), result, choice, start, rate);
 }
 
 void print_report(const measurement_t& measurement) { std::cout << analysis_of(measurement, true); }

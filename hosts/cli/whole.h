@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/output/output_file.h"
 #include "measurement.h"
 
 #include <string>
@@ -10,9 +11,10 @@ namespace fmcw_cli {
 /// with the estimate what this machine has no memory for. Throws input_error_t.
 void check_whole(const measurement_t& measurement, bool with_spectrogram);
 
-/// Analyses the part taken at once and writes its traces ("frequency,power") to a file.
+/// Analyses the part taken at once and writes its traces ("frequency,power") to a file, which the
+/// caller puts in place.
 void write_trace_file(const measurement_t& measurement, const std::string& traces,
-                      const std::string& file);
+                      orn::fmcw_host::output_file_t& file);
 
 /// The same as the library's own text on standard output.
 void print_report(const measurement_t& measurement);

@@ -1,9 +1,45 @@
 #include "commands.h"
 
 #include "common/capture/datatype.h"
+#include "errors.h"
 #include "quantity_option.h"
 
 namespace fmcw_cli {
+namespace {
+
+std::string command_names(const CLI::App& app) {
+  std::string names;
+  for (const CLI::App* command : app.get_subcommands({})) {
+    names += names.empty() ? "" : ", ";
+    names += command->get_name();
+  }
+  return names;
+}
+
+}  // namespace
+
+void describe_program(CLI::App& app) {
+  app.name("fmcw");
+  app.description("Analyses captured FMCW signals: finds radar chirps and measures each one.");
+  app.set_version_flag("--version", FMCW_VERSION);
+  app.require_subcommand(1);
+  describe_analyze(app);
+  describe_suggest(app);
+  describe_info(app);
+  describe_convert(app);
+  describe_spectrum(app);
+  describe_synth(app);
+  describe_settings(app);
+}
+
+void parse_program(CLI::App& app, int argc, char** argv) {
+  const auto is_named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
+  if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_named).empty()) {
+    throw input_error("there is no command '{}'; allowed are {}", argv[1], command_names(app));
+  }
+  app.parse(argc, argv);
+}
+
 void describe_capture(CLI::App& command, capture_call_t& call) {
   auto& options = call.options;
   command

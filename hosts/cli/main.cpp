@@ -17,34 +17,12 @@ int fail(int status, const char* message) noexcept {
   return status;
 }
 
-std::string command_names(const CLI::App& app) {
-  std::string names;
-  for (const CLI::App* command : app.get_subcommands({})) {
-    names += names.empty() ? "" : ", ";
-    names += command->get_name();
-  }
-  return names;
-}
-
 int run(int argc, char** argv) {
-  CLI::App app("Analyses captured FMCW signals: finds radar chirps and measures each one.", "fmcw");
-  app.set_version_flag("--version", FMCW_VERSION);
-  app.require_subcommand(1);
-  fmcw_cli::describe_analyze(app);
-  fmcw_cli::describe_suggest(app);
-  fmcw_cli::describe_info(app);
-  fmcw_cli::describe_convert(app);
-  fmcw_cli::describe_spectrum(app);
-  fmcw_cli::describe_synth(app);
-  fmcw_cli::describe_settings(app);
-  const auto is_named = [&](const CLI::App* command) { return command->get_name() == argv[1]; };
-  if (argc > 1 && argv[1][0] != '-' && app.get_subcommands(is_named).empty()) {
-    throw orn::fmcw_host::input_error_t("there is no command '{}'; allowed are {}", argv[1],
-                                        command_names(app));
-  }
+  CLI::App app;
+  fmcw_cli::describe_program(app);
   int status = 0;
   try {
-    app.parse(argc, argv);
+    fmcw_cli::parse_program(app, argc, argv);
   } catch (const CLI::RuntimeError& outcome) {
     status = outcome.get_exit_code();
   } catch (const CLI::ParseError& error) {

@@ -209,12 +209,14 @@ opened_files_t open_sigmf(const std::string& path) {
   return files;
 }
 
-/// The one member of an archive whose path ends so.
-const archive_member_t& only_member(const std::vector<archive_member_t>& members,
-                                    const std::string& ending, const std::string& archive) {
+/// The one member of an archive that fits.
+/// what  names it in messages
+template <class Fits>
+const archive_member_t& only_member(const std::vector<archive_member_t>& members, Fits fits,
+                                    const std::string& what, const std::string& archive) {
   const archive_member_t* found = nullptr;
   for (const archive_member_t& member : members) {
-    if (!member.path.ends_with(ending)) {
+    if (!fits(member.path)) {
       continue;
     }
     if (found != nullptr) {
@@ -224,7 +226,7 @@ const archive_member_t& only_member(const std::vector<archive_member_t>& members
     found = &member;
   }
   if (found == nullptr) {
-    throw input_error_t("{}: holds no file '*{}'; expected a SigMF recording", archive, ending);
+    throw input_error_t("{}: holds no file '{}'; expected a SigMF recording", archive, what);
   }
   return *found;
 }
@@ -235,7 +237,9 @@ opened_files_t open_archive(const std::string& path) {
   files.format = "SigMF archive";
   files.data = std::make_shared<input_file_t>(path, "a SigMF archive");
   const auto members = list_archive(*files.data);
-  const archive_member_t& meta = only_member(members, std::string(sigmf_meta_ending), path);
+  const archive_member_t& meta = only_member(
+      members, [](const std::string& name) { return name.ends_with(sigmf_meta_ending); },
+      "*" + std::string(sigmf_meta_ending), path);
   files.description_text = {
       [archive = files.data, meta] { return archive->stream(meta.offset, meta.size); },
       path + ": " + meta.path};
@@ -244,7 +248,11 @@ opened_files_t open_archive(const std::string& path) {
       description.dataset.empty()
           ? sigmf_stem(meta.path) + std::string(sigmf_data_ending)
           : (fs::path(meta.path).parent_path() / description.dataset).string();
-  const archive_member_t& data = only_member(members, data_path, path);
+  const fs::path wanted = fs::path(data_path).lexically_normal();
+  const archive_member_t& data = only_member(
+      members,
+      [&](const std::string& name) { return fs::path(name).lexically_normal() == wanted; },
+      data_path, path);
   files.data_offset = data.offset;
   files.data_size = data.size;
   describe(files, std::move(description));

@@ -41,6 +41,7 @@ struct analyze_call_t {
   output_choice_t outputs;
   std::string traces;
   std::string trace_file;
+  std::string settling;
 };
 
 void check(const analyze_call_t& call) {
@@ -84,7 +85,9 @@ recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, o
       measurement.settings, jobs,
       {[&](const chirp_t& chirp) { outputs.add(chirp); },
        [&](const analysis_progress_t& state) { progress.show(state.done); }},
-      total, measurement.proposal.coverage);
+      total, measurement.proposal.coverage,
+      {call.settling.empty() ? settling_tolerance_t{} : parse_settling(call.settling, "--settling"),
+       measurement.recording.info().clip_levels});
   const auto& segments = measurement.recording.segments();
   for (std::size_t i = 0; i < segments.size(); ++i) {
     const auto source = measurement.source(i);
@@ -146,6 +149,21 @@ void tell_totals(const measurement_t& measurement, const recording_totals_t& tot
   }
 }
 
+void print_notes(const summary_t& summary) {
+  for (std::size_t i = 0; i < flag_table.size(); ++i) {
+    if (const std::uint64_t count = summary.flag_counts()[i]; count > 0) {
+      std::cout << fmt::format("{}: {} of {} chirps: {}\n", flag_table[i].word, count,
+                               summary.chirp_count(), flag_table[i].meaning);
+    }
+  }
+  if (summary.uneven_count() > 0) {
+    std::cout << fmt::format(
+        "bandwidth: in {} of {} chirps it differs from the sweep, slope times length, by more than "
+        "5 %: noise adds to the bandwidth, not to the sweep\n",
+        summary.uneven_count(), summary.chirp_count());
+  }
+}
+
 void print_summary(const measurement_t& measurement, const summary_t& summary,
                    const recording_totals_t& totals) {
   const settings_t& settings = measurement.settings;
@@ -162,6 +180,7 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
     std::cout << fmt::format("highest chirp power       {:.6g} dBm\n", summary.power_peak())
               << fmt::format("switching time, std. dev. {:.6g} us\n",
                              summary.switching_time_std() * 1e6)
+              << fmt::format("  without first chirps    {:.6g} us\n", summary.gap_std() * 1e6)
               << fmt::format("mean frequency            {} {}\n",
                              frequency.format(summary.freq_avg()), frequency.unit);
   }
@@ -171,6 +190,9 @@ void analyze(analyze_call_t call) {
   if (!call.traces.empty()) {
     parse_traces(call.traces);
     call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
+  }
+  if (!call.settling.empty()) {
+    parse_settling(call.settling, "--settling");  // before any work
   }
   check(call);
   measurement_t measurement = prepare_measurement(call.capture, source_of(call));
@@ -195,6 +217,7 @@ void analyze(analyze_call_t call) {
                                     outputs.collected());
   }
   if (!takes_stdout(call.outputs)) {
+    print_notes(outputs.summary());
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }
@@ -225,6 +248,9 @@ void describe_analyze(CLI::App& app) {
                     "Only the chirps that chirp_start and chirp_count select");
   command->add_flag("--truth", call->outputs.against_truth,
                     "Compare with the chirps annotated in a synthetic recording");
+  command->add_option("--settling", call->settling,
+                      "When a chirp counts as settled: within 0.1% of the sweep or 50kHz, and with "
+                      "a comma 2deg; default: 1%,5deg");
   command->add_flag("--report", call->report, "Print the library's own text of the result instead");
   command->add_option("--json", call->outputs.json_file,
                       "Write everything as JSON ('-': standard output)");

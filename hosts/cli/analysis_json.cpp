@@ -40,7 +40,7 @@ analysis_json_t::analysis_json_t(std::ostream& out, const recording_t& recording
 void analysis_json_t::add(const chirp_t& chirp) { write_json(json_, chirp); }
 
 void analysis_json_t::finish(const summary_t& summary, const recording_totals_t& totals,
-                             double impedance) {
+                             double impedance, const diagnosis_t* diagnosis) {
   const auto finite_count = static_cast<double>(totals.sample_count - totals.nonfinite_count);
   json_.end_array()
       .key("summary")
@@ -61,7 +61,11 @@ void analysis_json_t::finish(const summary_t& summary, const recording_totals_t&
   for (std::size_t i = 0; i < flag_table.size(); ++i) {
     json_.member(flag_table[i].word, summary.flag_counts()[i]);
   }
-  json_.end_object().end_object().end_object();
+  json_.end_object().end_object();
+  if (diagnosis != nullptr) {
+    write_json(json_.key("diagnosis"), *diagnosis);
+  }
+  json_.end_object();
 }
 
 }  // namespace fmcw_cli

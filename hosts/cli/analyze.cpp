@@ -4,6 +4,7 @@
 #include "common/spans/recording_analysis.h"
 #include "common/spans/trace_file.h"
 #include "common/spans/whole_analysis.h"
+#include "diagnosis.h"
 #include "errors.h"
 #include "measurement.h"
 #include "outputs.h"
@@ -186,6 +187,15 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
   }
 }
 
+void report(const measurement_t& measurement) {
+  const auto result = analyze_whole(measurement.settings, read_whole(measurement), true);
+  std::cout << result;
+  if (result.chirp_results.empty()) {
+    tell("no chirps; without --report, the reason is told");
+    throw CLI::RuntimeError(no_chirps);
+  }
+}
+
 void analyze(analyze_call_t call) {
   if (!call.traces.empty()) {
     parse_traces(call.traces);
@@ -201,7 +211,7 @@ void analyze(analyze_call_t call) {
     write_trace_file(call, measurement);
   }
   if (call.report) {
-    std::cout << analyze_whole(measurement.settings, read_whole(measurement), true);
+    report(measurement);
     return;
   }
   outputs_t outputs(call.outputs, measurement);
@@ -209,7 +219,13 @@ void analyze(analyze_call_t call) {
     tell(proposal_text(measurement.proposal).c_str());
   }
   const recording_totals_t totals = run(call, measurement, outputs);
-  outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance);
+  std::optional<diagnosis_t> diagnosis;
+  if (outputs.summary().chirp_count() == 0) {
+    diagnosis = diagnose(measurement.recording.info(), totals, measurement.settings,
+                         measurement.is_proposed, look_at_recording(measurement.recording));
+  }
+  outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance,
+                 diagnosis ? &*diagnosis : nullptr);
   tell_totals(measurement, totals);
   bool all_found = true;
   if (call.outputs.against_truth) {
@@ -221,7 +237,10 @@ void analyze(analyze_call_t call) {
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }
-  if (!all_found || outputs.summary().chirp_count() == 0) {
+  if (diagnosis) {
+    tell_diagnosis(*diagnosis, call.capture);
+  }
+  if (!all_found || diagnosis) {
     throw CLI::RuntimeError(all_found ? no_chirps : run_failed);
   }
 }

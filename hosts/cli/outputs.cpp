@@ -49,9 +49,10 @@ void outputs_t::add(const chirp_t& chirp) {
   }
 }
 
-void outputs_t::finish(const recording_totals_t& totals, double impedance) {
+void outputs_t::finish(const recording_totals_t& totals, double impedance,
+                       const diagnosis_t* diagnosis) {
   if (json_) {
-    json_->finish(summary_, totals, impedance);
+    json_->finish(summary_, totals, impedance, diagnosis);
     json_file_->commit();
   }
   if (csv_file_) {

@@ -33,7 +33,9 @@ class outputs_t {
   void add(const orn::fmcw_host::chirp_t& chirp);
 
   /// Puts the files in place. Throws run_error_t.
-  void finish(const orn::fmcw_host::recording_totals_t& totals, double impedance);
+  /// diagnosis  null: there are chirps
+  void finish(const orn::fmcw_host::recording_totals_t& totals, double impedance,
+              const orn::fmcw_host::diagnosis_t* diagnosis = nullptr);
 
   const orn::fmcw_host::summary_t& summary() const { return summary_; }
   /// The rows, where they are compared with the truth.

@@ -16,8 +16,8 @@ std::size_t direction_index(const chirp_t& chirp) { return chirp.figures.slope <
 
 /// Element of rank share * n; the upper one of two for the median of an even number.
 double quantile(std::vector<double>& values, double share) {
-  const auto place = values.begin() +
-                     static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size()));
+  const auto place =
+      values.begin() + static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size()));
   std::nth_element(values.begin(), place, values.end());
   return *place;
 }

@@ -43,7 +43,7 @@ class neighbour_check_t {
 
   take_t take_;
   std::deque<chirp_t> held_;
-  std::array<std::deque<shape_t>, 2> past_;    ///< of each direction, handed on
+  std::array<std::deque<shape_t>, 2> past_;     ///< of each direction, handed on
   std::array<std::size_t, 2> held_count_ = {};  ///< of each direction
 };
 

@@ -21,9 +21,10 @@ inline constexpr double merged_inl_peak = 0.10;
 
 /// Every flag, in the order of its words.
 inline constexpr std::array flag_table = {
-    flag_t{chirp_flag_t::edge, "edge",
-           "within 256 samples of an end of what was sampled without a gap; figures at that end are "
-           "not the transmitter's"},
+    flag_t{
+        chirp_flag_t::edge, "edge",
+        "within 256 samples of an end of what was sampled without a gap; figures at that end are "
+        "not the transmitter's"},
     flag_t{chirp_flag_t::merged, "merged",
            "peak non-linearity above 10 %: probably more than one ramp, or much noise"},
     flag_t{chirp_flag_t::unlike, "unlike",

@@ -9,9 +9,9 @@ namespace orn::fmcw_host {
 
 /// From when on a chirp counts as settled.
 struct settling_tolerance_t {
-  double share = 0.01;                     ///< of the sweep, slope times length; > 0
-  std::optional<double> frequency;         ///< instead of the share [Hz]; > 0
-  double phase = 0.08726646259971647;      ///< [rad], > 0; 5 degrees
+  double share = 0.01;                 ///< of the sweep, slope times length; > 0
+  std::optional<double> frequency;     ///< instead of the share [Hz]; > 0
+  double phase = 0.08726646259971647;  ///< [rad], > 0; 5 degrees
 };
 
 /// Reads "0.1%" (of the sweep) or "50kHz", and with a comma a phase: "0.1%,2deg", "2deg". What is

@@ -185,6 +185,9 @@ void recording_analysis_t::take(const segment_t& segment, const span_result_t& s
   if (span.first_nonfinite && !totals_.first_nonfinite) {
     totals_.first_nonfinite = segment.first_sample + *span.first_nonfinite;
   }
+  if (span.nothing) {
+    totals_.nothing.add(*span.nothing);
+  }
   if (span.others) {
     note_change(segment.first_sample + span.own_begin, *span.others);
   }

@@ -35,6 +35,7 @@ struct recording_totals_t {
   std::uint64_t uncovered_count = 0;             ///< that no frame covers
   double squares = 0.0;                          ///< sum of |x|^2 of the finite ones [V^2]
   std::vector<change_t> changes;                 ///< the first few
+  nothing_seen_t nothing;                        ///< where there are no chirps, to diagnose()
 };
 
 /// Who hears of an analysis. Every call comes from the thread that called analyze(); what it throws

@@ -125,7 +125,7 @@ span_result_t span_analyzer_t::analyze(span_t& span) {
     stream_.samples.swap(span.samples);
     analyze_run(span, 0, stream_.samples.size(), result);
     stream_.samples.swap(span.samples);
-    result.others = others_in(span, result);
+    look_around(span, result);
     return result;
   }
   count_nonfinite(span, own, result);
@@ -137,8 +137,25 @@ span_result_t span_analyzer_t::analyze(span_t& span) {
                 static_cast<std::size_t>(end - all.begin()), result);
     begin = end;
   }
-  result.others = others_in(span, result);
+  look_around(span, result);
   return result;
+}
+
+/// What else is in the span where chirps are few or none.
+void span_analyzer_t::look_around(const span_t& span, span_result_t& result) const {
+  result.others = others_in(span, result);
+  if (!result.chirps.empty()) {
+    result.nothing.reset();
+  } else if (span.index == 0) {
+    const auto own = std::span<const sample_t>(span.samples)
+                         .subspan(static_cast<std::size_t>(span.own_begin - span.first),
+                                  static_cast<std::size_t>(span.own_end - span.own_begin));
+    if (!result.nothing) {
+      result.nothing.emplace();
+    }
+    result.nothing->look = look_at(own);
+    result.nothing->proposal = propose(own, rate_);
+  }
 }
 
 /// Chirps of a span take far less time than expected: what takes it instead?
@@ -189,6 +206,19 @@ void span_analyzer_t::analyze_run(const span_t& span, std::size_t begin, std::si
   FMCWAnalyze engine(parameters);
   engine.analyze(stream_, result_);
   take_chirps(span, begin, end, result);
+  if (!result.chirps.empty() || span.index >= looked_spans) {
+    return;
+  }
+  const auto in_run = [&](std::uint64_t place) {
+    return std::clamp<std::size_t>(static_cast<std::size_t>(place - span.first), begin, end) -
+           begin;
+  };
+  if (!result.nothing) {
+    result.nothing.emplace();
+  }
+  result.nothing->counts.add(count_candidates(
+      parameters, stream_.samples, {in_run(span.own_begin), in_run(span.own_end), span.is_last},
+      rate_doublings_));
 }
 
 /// What the library does not say of a chirp: its settling, and flags that the samples tell.

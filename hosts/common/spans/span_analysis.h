@@ -5,6 +5,7 @@
 #include "common/spans/candidates.h"
 #include "common/spans/layout.h"
 #include "common/spans/measure_options.h"
+#include "common/spans/nothing_seen.h"
 #include "common/spans/span_reader.h"
 
 #include <fmcw_demod/config_record.h>
@@ -35,6 +36,9 @@ struct span_result_t {
 
   /// What fills most of the span where the settings find far less than was expected.
   std::optional<candidate_group_t> others;
+
+  /// What the first spans of a segment have seen where they have no chirp.
+  std::optional<nothing_seen_t> nothing;
 };
 
 /// Analyses spans one after the other and keeps the memory that takes. One thread at a time.
@@ -55,6 +59,7 @@ class span_analyzer_t {
                                                  std::size_t sample_count) const;
   std::optional<candidate_group_t> others_in(const span_t& span, const span_result_t& result) const;
   void take_chirps(const span_t& span, std::size_t begin, std::size_t end, span_result_t& result);
+  void look_around(const span_t& span, span_result_t& result) const;
   void look_inside(std::size_t first, std::size_t last, chirp_t& chirp) const;
 
   const layout_t& layout_;

@@ -37,11 +37,9 @@ TEST(Settling, ReadsTolerances) {
     EXPECT_DOUBLE_EQ(tolerance.frequency.value_or(0.0), c.hz) << c.text;
     EXPECT_DOUBLE_EQ(tolerance.phase, c.degrees * std::numbers::pi / 180.0) << c.text;
   }
-  for (const char* const text :
-       {"", ",", "0", "-1%", "nan", "1%,", "1%,2", "2deg,1%", "1%,0deg", "1%,2deg,3deg", "5us",
-        "deg"}) {
-    const auto message =
-        message_of<input_error_t>([&] { parse_settling(text, "--settling"); });
+  for (const char* const text : {"", ",", "0", "-1%", "nan", "1%,", "1%,2", "2deg,1%", "1%,0deg",
+                                 "1%,2deg,3deg", "5us", "deg"}) {
+    const auto message = message_of<input_error_t>([&] { parse_settling(text, "--settling"); });
     EXPECT_THAT(message, HasSubstr("--settling cannot be '" + std::string(text) + "'")) << text;
     EXPECT_THAT(message, HasSubstr("such as 0.1%, 50kHz"));
   }
@@ -75,8 +73,7 @@ TEST(Settling, IsThatOfAnExponential) {
   for (float& value : scaled) {
     value *= 4.0F;
   }
-  const settling_t same =
-      settling_of(scaled, 0.25, rate, 40e6, parse_settling("0.1%,30deg", ""));
+  const settling_t same = settling_of(scaled, 0.25, rate, 40e6, parse_settling("0.1%,30deg", ""));
   EXPECT_EQ(same.frequency_time, settling.frequency_time);
   EXPECT_EQ(same.phase_time, settling.phase_time);
   EXPECT_EQ(same.overshoot, settling.overshoot);
@@ -109,14 +106,13 @@ std::vector<chirp_t> measured(const transmitter_t& transmitter, const std::strin
   synthesizer.read(samples);
   settings_t settings;
   settings.manager.set_fs(transmitter.sample_rate);
-  apply_settings({"", {"max_chirp_len=" + limits, "min_chirp_len=40us", "slope_tol=200kHz/us",
-                       "devlength_ref=0", "devlength_offset_begin=10us",
-                       "devlength_offset_end=10us"}},
+  apply_settings({"",
+                  {"max_chirp_len=" + limits, "min_chirp_len=40us", "slope_tol=200kHz/us",
+                   "devlength_ref=0", "devlength_offset_begin=10us", "devlength_offset_end=10us"}},
                  settings);
   std::vector<chirp_t> rows;
-  recording_analysis_t analysis(settings, 1,
-                                {[&](const chirp_t& chirp) { rows.push_back(chirp); }, {}}, {}, 0.0,
-                                options);
+  recording_analysis_t analysis(
+      settings, 1, {[&](const chirp_t& chirp) { rows.push_back(chirp); }, {}}, {}, 0.0, options);
   segment_t segment;
   segment.sample_count = samples.size();
   vector_source_t source(samples);
@@ -228,28 +224,47 @@ TEST(Neighbours, FlagTheRareOddRow) {
   for (const auto& c : std::initializer_list<table_case_t>{
            {"none", [](std::uint64_t i) { return row_of(i, 1, 1); }, 0, {}},
            {"four rows are too few to judge by",
-            [](std::uint64_t i) { return row_of(i, i == 2 ? 9.0 : 1.0, 1); }, 4, {}},
-           {"five are enough", [](std::uint64_t i) { return row_of(i, i == 5 ? 1.06 : 1.0, 1); }, 5,
+            [](std::uint64_t i) { return row_of(i, i == 2 ? 9.0 : 1.0, 1); },
+            4,
+            {}},
+           {"five are enough",
+            [](std::uint64_t i) { return row_of(i, i == 5 ? 1.06 : 1.0, 1); },
+            5,
             {5}},
-           {"less than 5 % is like", [](std::uint64_t i) { return row_of(i, i == 3 ? 1.04 : 1.0, 1); },
-            9, {}},
-           {"a slope", [](std::uint64_t i) { return row_of(i, 1, i == 100 ? 1.2 : 1.0); }, 200,
+           {"less than 5 % is like",
+            [](std::uint64_t i) { return row_of(i, i == 3 ? 1.04 : 1.0, 1); },
+            9,
+            {}},
+           {"a slope",
+            [](std::uint64_t i) { return row_of(i, 1, i == 100 ? 1.2 : 1.0); },
+            200,
             {100}},
            {"the first and the last",
-            [](std::uint64_t i) { return row_of(i, i == 1 || i == 200 ? 0.5 : 1.0, 1); }, 200,
+            [](std::uint64_t i) { return row_of(i, i == 1 || i == 200 ? 0.5 : 1.0, 1); },
+            200,
             {1, 200}},
            {"two kinds in turn",
-            [](std::uint64_t i) { return row_of(i, i % 2 == 0 ? 1.0 : 0.5, 1); }, 151, {}},
+            [](std::uint64_t i) { return row_of(i, i % 2 == 0 ? 1.0 : 0.5, 1); },
+            151,
+            {}},
            {"a triangle whose directions differ",
             [](std::uint64_t i) {
               return row_of(i, i % 2 == 0 ? 1.0 : 0.5, i % 2 == 0 ? 1.0 : -2.0);
             },
-            151, {}},
-           {"a drift", [](std::uint64_t i) { return row_of(i, 1.0 + 0.02 * double(i), 1); }, 300, {}},
+            151,
+            {}},
+           {"a drift",
+            [](std::uint64_t i) { return row_of(i, 1.0 + 0.02 * double(i), 1); },
+            300,
+            {}},
            {"a wide spread",
-            [](std::uint64_t i) { return row_of(i, 1.0 + 0.1 * double(i * 7 % 5), 1); }, 100, {}},
-           {"not a number is like nothing", [](std::uint64_t i) { return row_of(i, 1, i == 50 ? nan : 1.0); },
-            100, {}},
+            [](std::uint64_t i) { return row_of(i, 1.0 + 0.1 * double(i * 7 % 5), 1); },
+            100,
+            {}},
+           {"not a number is like nothing",
+            [](std::uint64_t i) { return row_of(i, 1, i == 50 ? nan : 1.0); },
+            100,
+            {}},
        }) {
     std::vector<chirp_t> rows;
     for (std::uint64_t i = 1; i <= c.count; ++i) {

@@ -219,10 +219,13 @@ void analyze(analyze_call_t call) {
     tell(proposal_text(measurement.proposal).c_str());
   }
   const recording_totals_t totals = run(call, measurement, outputs);
+  const data_look_t look = look_at_recording(measurement.recording);
   std::optional<diagnosis_t> diagnosis;
   if (outputs.summary().chirp_count() == 0) {
     diagnosis = diagnose(measurement.recording.info(), totals, measurement.settings,
-                         measurement.is_proposed, look_at_recording(measurement.recording));
+                         measurement.is_proposed, look);
+  } else if (look.kind != data_look_t::ordinary) {
+    tell((look_sentence(measurement.recording.info(), look) + "; are these chirps?").c_str());
   }
   outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance,
                  diagnosis ? &*diagnosis : nullptr);

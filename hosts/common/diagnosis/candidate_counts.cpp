@@ -81,7 +81,7 @@ candidate_counts_t count_candidates(const FMCWConfig& parameters,
       }
       const auto last = begin + static_cast<std::size_t>(points[i + 1]) - 1;
       const double told = time_of(last, settings.fs) - time_of(first, settings.fs);
-      const bool is_whole = i + 2 < points.size() || own.is_last;
+      const bool is_whole = i + 2 < points.size();
       const std::optional<double> seconds =
           is_whole ? std::optional(std::ldexp(told, static_cast<int>(rate_doublings)))
                    : std::nullopt;

@@ -10,18 +10,19 @@
 
 namespace orn::fmcw_host {
 
-/// What became of the candidates, the stretches between two switching points.
+/// What became of the candidates, the stretches between two switching points. The last one of a
+/// frame ends with it; its duration, which nobody saw whole, is left out of longest and shortest.
 struct candidate_counts_t {
   std::uint64_t sample_count = 0;  ///< looked at
   std::uint64_t switching_points = 0;
-  std::uint64_t candidates = 0;               ///< the sum of those below, and what was measured
-  std::uint64_t too_short = 0;                ///< not longer than min_chirp_len
-  std::optional<double> longest_too_short;    ///< [s]
-  std::uint64_t too_long = 0;                 ///< not shorter than max_chirp_len
-  std::optional<double> shortest_too_long;    ///< of those seen whole [s]
-  std::uint64_t leaving = 0;                  ///< measured interval outside the frame
-  std::uint64_t unmeasurable = 0;             ///< measured interval or deviation window empty
-  std::optional<double> longest;              ///< of all that were seen whole [s]
+  std::uint64_t candidates = 0;             ///< the sum of those below, and what was measured
+  std::uint64_t too_short = 0;              ///< not longer than min_chirp_len
+  std::optional<double> longest_too_short;  ///< [s]
+  std::uint64_t too_long = 0;               ///< not shorter than max_chirp_len
+  std::optional<double> shortest_too_long;  ///< of those seen whole [s]
+  std::uint64_t leaving = 0;                ///< measured interval outside the frame
+  std::uint64_t unmeasurable = 0;           ///< measured interval or deviation window empty
+  std::optional<double> longest;            ///< of all that were seen whole [s]
 
   /// Adds those of what follows.
   void add(const candidate_counts_t& next);
@@ -31,7 +32,6 @@ struct candidate_counts_t {
 struct own_part_t {
   std::size_t begin = 0;
   std::size_t end = 0;
-  bool is_last = true;  ///< nothing follows the capture: its last candidate is seen whole
 };
 
 /// Counts the candidates of a capture as the library's analysis with the same

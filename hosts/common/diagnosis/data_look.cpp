@@ -45,7 +45,9 @@ std::string_view as_text(std::span<const std::byte> bytes) {
 bool is_text(std::string_view head) {
   constexpr std::size_t enough = 64;
   constexpr std::size_t kinds = 8;
-  const auto fits = [](char c) { return (c >= ' ' && c <= '~') || c == '\n' || c == '\r' || c == '\t'; };
+  const auto fits = [](char c) {
+    return (c >= ' ' && c <= '~') || c == '\n' || c == '\r' || c == '\t';
+  };
   return head.size() >= enough && std::all_of(head.begin(), head.end(), fits) &&
          head.find_first_of(" \n") != std::string_view::npos &&
          std::set<char>(head.begin(), head.end()).size() >= kinds;
@@ -112,16 +114,16 @@ bool is_plausible(std::span<const sample_t> samples) {
   return static_cast<double>(fitting) >= 0.9 * static_cast<double>(told);
 }
 
-/// How much the bytes are like a complex signal in that format, 0 to 1.
-double likeness(std::span<const std::byte> data, const datatype_t& type) {
+/// What the bytes are like in that format; of no sample at all where they are too few or no voltages.
+signal_look_t look_in(std::span<const std::byte> data, const datatype_t& type) {
   constexpr std::size_t least_samples = 1024;
   std::vector<sample_t> samples(data.size() / type.sample_bytes);
   if (samples.size() < least_samples) {
-    return 0.0;
+    return {};
   }
   type.decode(data.data(), samples);
   if (!is_plausible(samples)) {
-    return 0.0;
+    return {};
   }
   // An offset is smooth in any format, so it does not count.
   std::complex<double> mean;
@@ -129,10 +131,18 @@ double likeness(std::span<const std::byte> data, const datatype_t& type) {
     mean += std::complex<double>(sample);
   }
   mean /= static_cast<double>(samples.size());
+  const bool has_quadrature = std::any_of(samples.begin(), samples.end(),
+                                          [](sample_t sample) { return sample.imag() != 0.0F; });
   for (sample_t& sample : samples) {
     sample -= sample_t(mean);
   }
-  const signal_look_t look = look_at(samples);
+  signal_look_t look = look_at(samples);
+  look.has_quadrature = has_quadrature;
+  return look;
+}
+
+/// How much that is like a complex signal, 0 to 1.
+double likeness(const signal_look_t& look) {
   return look.smoothness * (1.0 - std::min(look.noncircularity, 1.0));
 }
 
@@ -156,7 +166,8 @@ data_look_t look_at_data(std::span<const std::byte> head, std::span<const std::b
   constexpr double jumpy = 0.5;
   constexpr double smooth = 0.8;
   data = data.first(std::min(data.size(), looked_bytes));
-  if (likeness(data, type) >= jumpy) {
+  const signal_look_t as_read = look_in(data, type);
+  if (likeness(as_read) >= jumpy && !looks_real(as_read)) {
     return {};
   }
   if (data_look_t look = look_at_head(head); look.kind != data_look_t::ordinary) {
@@ -168,13 +179,17 @@ data_look_t look_at_data(std::span<const std::byte> head, std::span<const std::b
   const datatype_t* best = nullptr;
   double best_likeness = smooth;
   for (const datatype_t& other : datatypes()) {
-    if (const double found = likeness(data, other); found > best_likeness) {
+    if (const double found = likeness(look_in(data, other)); found > best_likeness) {
       best = &other;
       best_likeness = found;
     }
   }
-  return best != nullptr ? data_look_t{data_look_t::other_format, std::string(best->name)}
-                         : data_look_t{};
+  if (best != nullptr) {
+    return {data_look_t::other_format, std::string(best->name)};
+  }
+  const bool is_silent = as_read.smoothness == 0.0;
+  return looks_real(as_read) && !is_silent ? data_look_t{data_look_t::real_valued, ""}
+                                           : data_look_t{};
 }
 
 std::string look_text(const data_look_t& look) {
@@ -189,6 +204,10 @@ std::string look_text(const data_look_t& look) {
       return "compressed or encrypted data: its bytes have no pattern at all";
     case data_look_t::other_format:
       return fmt::format("samples of {}", look.name);
+    case data_look_t::real_valued:
+      return "a real signal, whose imaginary parts are zero or whose neighbouring samples were "
+             "taken "
+             "for I and Q; chirps take complex samples (its analytic signal)";
     case data_look_t::ordinary:
       break;
   }

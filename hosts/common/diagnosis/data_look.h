@@ -19,6 +19,7 @@ struct data_look_t {
     headed,        ///< another file format's header before the samples
     random,        ///< bytes without any pattern: compressed or encrypted
     other_format,  ///< samples of another format, byte order included
+    real_valued,   ///< a real signal, for want of imaginary parts or taken in pairs
   };
   kind_t kind = ordinary;
   std::string name;  ///< "gzip", "JSON", "WAV", the other format by its SigMF name
@@ -42,7 +43,7 @@ data_look_t look_at_head(std::span<const std::byte> head);
 data_look_t look_at_data(std::span<const std::byte> head, std::span<const std::byte> data,
                          const datatype_t& type);
 
-/// "a gzip file", "samples of cf32_be".
+/// "a gzip file, compressed; unpack it first", "samples of cf32_be".
 std::string look_text(const data_look_t& look);
 
 }  // namespace orn::fmcw_host

@@ -48,7 +48,7 @@ bool neighbour_check_t::is_unlike(const shape_t& row, const std::vector<shape_t>
 }
 
 void neighbour_check_t::pass_on() {
-  chirp_t chirp = std::move(held_.front());
+  chirp_t chirp = held_.front();
   held_.pop_front();
   const std::size_t direction = direction_index(chirp);
   --held_count_[direction];

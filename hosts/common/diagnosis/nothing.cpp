@@ -43,12 +43,12 @@ struct finding_t {
 std::string seconds_text(double seconds) { return quantity_text(rounded(seconds, 3), "s"); }
 
 std::optional<finding_t> from_data(const case_t& c) {
-  constexpr std::array reasons = {"", "compressed", "text", "header", "random", "format"};
+  constexpr std::array reasons = {"",       "compressed", "text",       "header",
+                                  "random", "format",     "real-valued"};
   if (c.data.kind == data_look_t::ordinary) {
     return std::nullopt;
   }
-  std::string sentence =
-      fmt::format("read as {}, the data look like {}", c.info.datatype, look_text(c.data));
+  std::string sentence = look_sentence(c.info, c.data);
   const bool is_raw = c.info.format == "raw";
   std::string change;
   if (c.data.kind == data_look_t::other_format) {
@@ -66,28 +66,23 @@ std::optional<finding_t> from_samples(const case_t& c) {
     return finding_t{"empty", "no sample was analysed"};
   }
   if (totals.nonfinite_count == totals.sample_count) {
-    return finding_t{"not finite", "every sample is NaN or infinite; the format may be another one"};
+    return finding_t{"not finite",
+                     "every sample is NaN or infinite; the format may be another one"};
   }
   if (totals.squares == 0.0) {
     return finding_t{"zeros", "every sample is zero; was the receiver connected?"};
   }
-  constexpr double like_real = 0.3;
-  if (!c.look().has_quadrature) {
+  if (looks_real(c.look())) {
     return finding_t{"real-valued",
-                     "the data look real-valued: every imaginary part is zero; chirps take complex "
-                     "samples, I and Q (the analytic signal of a real one)"};
-  }
-  if (c.look().noncircularity > like_real && c.look().tone_share < 0.99) {
-    return finding_t{"real-valued",
-                     "the data look real-valued: their spectrum is symmetric, as if neighbouring "
-                     "samples of one real signal were taken for I and Q; chirps take complex samples"};
+                     "the data look like " + look_text({data_look_t::real_valued, ""})};
   }
   if (totals.sample_count - totals.nonfinite_count < fewest_samples) {
     return finding_t{
         "too short",
-        fmt::format("{} samples are too few: a chirp is longer than the smoothing of {} samples and "
-                    "has a switching point at either end",
-                    totals.sample_count - totals.nonfinite_count, smoothing_samples)};
+        fmt::format(
+            "{} samples are too few: a chirp is longer than the smoothing of {} samples and "
+            "has a switching point at either end",
+            totals.sample_count - totals.nonfinite_count, smoothing_samples)};
   }
   return std::nullopt;
 }
@@ -96,8 +91,7 @@ std::optional<finding_t> from_samples(const case_t& c) {
 std::string wider_limits(const candidate_counts_t& counts) {
   constexpr double margin = 1.5;
   if (counts.shortest_too_long) {
-    return fmt::format("--set max_chirp_len={}",
-                       seconds_text(margin * *counts.shortest_too_long));
+    return fmt::format("--set max_chirp_len={}", seconds_text(margin * *counts.shortest_too_long));
   }
   return counts.longest_too_short ? fmt::format("--set min_chirp_len={}",
                                                 seconds_text(*counts.longest_too_short / margin))
@@ -118,10 +112,9 @@ std::optional<finding_t> from_settings(const case_t& c) {
     return std::nullopt;
   }
   const settings_t& settings = c.settings;
-  const std::string limits =
-      fmt::format("min_chirp_len {}, max_chirp_len {}",
-                  quantity_text(settings.manager.get_min_chirp_len(), "s"),
-                  quantity_text(settings.manager.get_max_chirp_len(), "s"));
+  const std::string limits = fmt::format("min_chirp_len {}, max_chirp_len {}",
+                                         quantity_text(settings.manager.get_min_chirp_len(), "s"),
+                                         quantity_text(settings.manager.get_max_chirp_len(), "s"));
   const bool frames = settings.search == search_t::frames;
   return finding_t{
       "limits",
@@ -137,27 +130,27 @@ finding_t from_signal(const case_t& c) {
   const signal_look_t& look = c.look();
   constexpr double is_tone = 0.5;
   if (look.tone_share > is_tone) {
-    return {"tone",
-            fmt::format("a tone at {}: its frequency does not change",
-                        quantity_text(rounded(look.tone * c.info.sample_rate, 3), "Hz"))};
+    return {"tone", fmt::format("a tone at {}: its frequency does not change",
+                                quantity_text(rounded(look.tone * c.info.sample_rate, 3), "Hz"))};
   }
   const double share = look.steady_share;
   constexpr double is_smooth = 0.5;
   if (c.counts().candidates == 0 && look.smoothness > is_smooth) {
-    return {"no switching",
-            fmt::format("the frequency does not change its direction; a chirp lies between two such "
-                        "changes, so record two periods or more (this is {})",
-                        seconds_text(static_cast<double>(c.totals.sample_count) /
-                                     c.info.sample_rate))};
+    return {
+        "no switching",
+        fmt::format("the frequency does not change its direction; a chirp lies between two such "
+                    "changes, so record two periods or more (this is {})",
+                    seconds_text(static_cast<double>(c.totals.sample_count) / c.info.sample_rate))};
   }
   if (share < least_steady_share && look.smoothness < is_smooth) {
     return {"noise", "looks like noise: no signal of a steady level stands out of it"};
   }
   if (share >= least_steady_share && share < clear_steady_share) {
-    return {"too noisy",
-            fmt::format("a signal about {:.0f} dB above the noise shows no ramp: too noisy for one, "
-                        "or none is there; less noise reaches a narrower band, sampled more slowly",
-                        10.0 * std::log10(share / (1.0 - share)))};
+    return {
+        "too noisy",
+        fmt::format("a signal about {:.0f} dB above the noise shows no ramp: too noisy for one, "
+                    "or none is there; less noise reaches a narrower band, sampled more slowly",
+                    10.0 * std::log10(share / (1.0 - share)))};
   }
   return {"no ramps",
           fmt::format("a signal, but its frequency runs straight for no longer than the smoothing "
@@ -171,19 +164,20 @@ std::string counts_text(const case_t& c) {
   const auto with = [](const char* which, const std::optional<double>& seconds) {
     return seconds ? fmt::format(" ({} {})", which, seconds_text(*seconds)) : "";
   };
-  std::string text =
-      fmt::format("{} samples, {} of them not finite; in the first {}: {} switching points, {} "
-                  "candidates",
-                  c.totals.sample_count, c.totals.nonfinite_count, counts.sample_count,
-                  counts.switching_points, counts.candidates);
+  std::string text = fmt::format(
+      "{} samples, {} of them not finite; in the first {}: {} switching points, {} "
+      "candidates",
+      c.totals.sample_count, c.totals.nonfinite_count, counts.sample_count, counts.switching_points,
+      counts.candidates);
   if (c.is_automatic && c.settings.manager.get_max_chirp_len() == 0.0) {
     return text + with("the longest", counts.longest) + ", none straight as a chirp is";
   }
-  return text + fmt::format(": {} too short{}, {} too long{}, {} leaving the frame, {} not "
-                            "measurable",
-                            counts.too_short, with("longest", counts.longest_too_short),
-                            counts.too_long, with("shortest", counts.shortest_too_long),
-                            counts.leaving, counts.unmeasurable);
+  return text + fmt::format(
+                    ": {} too short{}, {} too long{}, {} leaving the frame, {} not "
+                    "measurable",
+                    counts.too_short, with("longest", counts.longest_too_short), counts.too_long,
+                    with("shortest", counts.shortest_too_long), counts.leaving,
+                    counts.unmeasurable);
 }
 
 finding_t find(const case_t& c) {
@@ -196,6 +190,10 @@ finding_t find(const case_t& c) {
 }
 
 }  // namespace
+
+std::string look_sentence(const recording_info_t& info, const data_look_t& data) {
+  return fmt::format("read as {}, the data look like {}", info.datatype, look_text(data));
+}
 
 data_look_t look_at_recording(const recording_t& recording) {
   const datatype_t* const type = find_datatype(recording.info().datatype);
@@ -210,8 +208,8 @@ diagnosis_t diagnose(const recording_info_t& info, const recording_totals_t& tot
                      const settings_t& settings, bool is_automatic, const data_look_t& data) {
   const case_t seen{info, totals, settings, is_automatic, data};
   finding_t finding = find(seen);
-  return {finding.reason, std::move(finding.sentence), counts_text(seen),
-          std::move(finding.change), seen.counts()};
+  return {finding.reason, std::move(finding.sentence), counts_text(seen), std::move(finding.change),
+          seen.counts()};
 }
 
 void write_json(json_writer_t& out, const diagnosis_t& diagnosis) {

@@ -28,6 +28,9 @@ struct diagnosis_t {
 /// when the recording changed.
 data_look_t look_at_recording(const recording_t& recording);
 
+/// "read as cf32_le, the data look like samples of cf32_be", for what is not ordinary.
+std::string look_sentence(const recording_info_t& info, const data_look_t& data);
+
 /// The reason, from what an analysis without chirps has seen.
 ///
 /// totals        of that analysis

@@ -68,6 +68,13 @@ void add_turns(const std::vector<sample_t>& samples, complex_t& all, double& in_
 
 }  // namespace
 
+bool looks_real(const signal_look_t& look) {
+  constexpr double like_real = 0.3;
+  constexpr double like_tone = 0.99;
+  return look.sample_count > 0 &&
+         (!look.has_quadrature || (look.noncircularity > like_real && look.tone_share < like_tone));
+}
+
 signal_look_t look_at(std::span<const sample_t> samples) {
   const std::vector<sample_t> finite = finite_ones(samples);
   signal_look_t look;

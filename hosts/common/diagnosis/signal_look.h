@@ -29,6 +29,10 @@ struct signal_look_t {
   double smoothness = 0.0;
 };
 
+/// Whether it looks like a real signal: no imaginary parts at all, or a noncircularity above 0.3 of
+/// what is no tone (one near 0 Hz turns too slowly to tell).
+bool looks_real(const signal_look_t& look);
+
 /// Looks at the finite ones of the samples.
 signal_look_t look_at(std::span<const fmcw_demod_lib::sample_t> samples);
 

@@ -216,9 +216,12 @@ void span_analyzer_t::analyze_run(const span_t& span, std::size_t begin, std::si
   if (!result.nothing) {
     result.nothing.emplace();
   }
-  result.nothing->counts.add(count_candidates(
-      parameters, stream_.samples, {in_run(span.own_begin), in_run(span.own_end), span.is_last},
-      rate_doublings_));
+  result.nothing->counts.add(count_candidates(parameters, stream_.samples,
+                                              {
+                                                  in_run(span.own_begin),
+                                                  in_run(span.own_end),
+                                              },
+                                              rate_doublings_));
 }
 
 /// What the library does not say of a chirp: its settling, and flags that the samples tell.

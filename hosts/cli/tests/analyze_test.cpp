@@ -141,6 +141,20 @@ TEST_F(Fmcw, CutsOutWhatIsNotFinite) {
   EXPECT_EQ(document["chirps"].size(), 48U);
 }
 
+TEST_F(Fmcw, FlagsRowsOfFramesThatHoldWhatIsNotFinite) {
+  ASSERT_EQ(run("synth a --snr 40 --chirps 10 --fs 10e6 --ramp 200e-6 --bandwidth 2e6").status, 0);
+  auto data = content(path("a.sigmf-data"));
+  std::fill_n(data.begin() + 8 * 16000, 4, '\xFF');  // in the ramp from 1.435 to 1.635 ms
+  write("a.sigmf-data", data);
+  const json chirps = analyze(
+      "a --frames --set min_chirp_len=100us --set max_chirp_len=300us --set "
+      "time_gate_len=1.65ms")["chirps"];
+  ASSERT_EQ(chirps.size(), 7U);
+  EXPECT_EQ(chirps[5]["flags"], "");
+  EXPECT_THAT(chirps[6]["flags"].get<std::string>(), HasSubstr("nonfinite"));
+  EXPECT_TRUE(chirps[6]["fm_settled_s"].is_null());
+}
+
 TEST_F(Fmcw, WritesTracesAsArrays) {
   ASSERT_EQ(run("synth a --snr 40" + small_synth).status, 0);
   ASSERT_EQ(run("analyze a --traces frequency,spectrogram --npz t.npz").status, 0);

@@ -125,12 +125,16 @@ signal_look_t look_in(std::span<const std::byte> data, const datatype_t& type) {
   if (!is_plausible(samples)) {
     return {};
   }
-  // An offset is smooth in any format, so it does not count.
+  // An offset is smooth in any format, so it does not count. Wild values are no part of it.
   std::complex<double> mean;
+  std::size_t count = 0;
   for (const sample_t sample : samples) {
-    mean += std::complex<double>(sample);
+    if (std::norm(std::complex<double>(sample)) < 0x1p100) {
+      mean += std::complex<double>(sample);
+      ++count;
+    }
   }
-  mean /= static_cast<double>(samples.size());
+  mean /= static_cast<double>(std::max<std::size_t>(count, 1));
   const bool has_quadrature = std::any_of(samples.begin(), samples.end(),
                                           [](sample_t sample) { return sample.imag() != 0.0F; });
   for (sample_t& sample : samples) {

@@ -33,6 +33,28 @@ std::vector<sample_t> finite_ones(std::span<const sample_t> samples) {
   return finite;
 }
 
+/// Leaves out what is 12 dB above all but a hundredth of the samples: a few wild values would
+/// outweigh all others in every moment.
+void drop_glitches(std::vector<sample_t>& samples) {
+  constexpr double share_kept = 0.99;
+  constexpr double most_above = 16.0;
+  if (samples.empty()) {
+    return;
+  }
+  const auto square = [](sample_t sample) { return std::norm(complex_t(sample)); };
+  std::vector<double> squares(samples.size());
+  std::transform(samples.begin(), samples.end(), squares.begin(), square);
+  const auto place = squares.begin() + static_cast<std::ptrdiff_t>(
+                                           share_kept * static_cast<double>(squares.size() - 1));
+  std::nth_element(squares.begin(), place, squares.end());
+  const double limit = most_above * *place;
+  if (limit > 0.0) {
+    samples.erase(std::remove_if(samples.begin(), samples.end(),
+                                 [&](sample_t sample) { return square(sample) > limit; }),
+                  samples.end());
+  }
+}
+
 /// Sums over the samples: of x, x^2, |x|^2 and |x|^4.
 struct moments_t {
   complex_t first;
@@ -76,7 +98,8 @@ bool looks_real(const signal_look_t& look) {
 }
 
 signal_look_t look_at(std::span<const sample_t> samples) {
-  const std::vector<sample_t> finite = finite_ones(samples);
+  std::vector<sample_t> finite = finite_ones(samples);
+  drop_glitches(finite);
   signal_look_t look;
   look.sample_count = finite.size();
   look.has_quadrature = std::any_of(finite.begin(), finite.end(),

@@ -9,7 +9,7 @@ namespace orn::fmcw_host {
 
 /// What a stretch of samples is like, whatever the settings.
 struct signal_look_t {
-  std::uint64_t sample_count = 0;  ///< finite ones, at most 2^20
+  std::uint64_t sample_count = 0;  ///< looked at
   bool has_quadrature = true;      ///< whether any imaginary part differs from 0
 
   /// Mean of x^2 over that of |x|^2, less the mean of x: near 0 for what turns in the complex plane,
@@ -33,7 +33,7 @@ struct signal_look_t {
 /// what is no tone (one near 0 Hz turns too slowly to tell).
 bool looks_real(const signal_look_t& look);
 
-/// Looks at the finite ones of the samples.
+/// Looks at the first 2^20 finite ones of the samples, a few wild ones left out.
 signal_look_t look_at(std::span<const fmcw_demod_lib::sample_t> samples);
 
 }  // namespace orn::fmcw_host

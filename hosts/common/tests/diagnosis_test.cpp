@@ -56,8 +56,8 @@ std::vector<sample_t> noise(std::size_t count = usual_count) {
 std::vector<sample_t> tone() {
   std::vector<sample_t> samples = noise();
   for (std::size_t i = 0; i < samples.size(); ++i) {
-    samples[i] += std::polar(1.0F, static_cast<float>(std::fmod(0.12 * double(i), 1.0) * 2 *
-                                                      std::numbers::pi));
+    samples[i] += std::polar(
+        1.0F, static_cast<float>(std::fmod(0.12 * double(i), 1.0) * 2 * std::numbers::pi));
   }
   return samples;
 }
@@ -132,43 +132,95 @@ TEST_F(Diagnosis, TellsEachKindOfNothing) {
            {"tone.cf32", encoded(tone(), "cf32_le"), {}, "tone", "a tone at 1.2MHz", ""},
            {"zeros.cs16", std::string(80000, '\0'), {}, "zeros", "every sample is zero", ""},
            {"nan.cf32", std::string(80000, '\xFF'), {}, "not finite", "NaN or infinite", ""},
-           {"swapped.cf32", encoded(good, "cf32_be"), {}, "format", "look like samples of cf32_be",
+           {"swapped.cf32",
+            encoded(good, "cf32_be"),
+            {},
+            "format",
+            "look like samples of cf32_be",
             "--format cf32_be"},
-           {"swapped.cs16", encoded(good, "ci16_be"), {}, "format", "look like samples of ci16_be",
+           {"swapped.cs16",
+            encoded(good, "ci16_be"),
+            {},
+            "format",
+            "look like samples of ci16_be",
             "--format ci16_be"},
-           {"whole.cf32", encoded(good, "ci16_le"), {}, "format", "look like samples of ci16_le",
+           {"whole.cf32",
+            encoded(good, "ci16_le"),
+            {},
+            "format",
+            "look like samples of ci16_le",
             "--format ci16_le"},
            {"gz.cf32", gz, {}, "compressed", "look like a gzip file", ""},
            {"gz.cs16", gz, {}, "compressed", "look like a gzip file", ""},
            {"random.cs8", random_bytes(80000), {}, "random", "compressed or encrypted", ""},
-           {"table.cf32", [] {
+           {"table.cf32",
+            [] {
               std::string text = "time,i,q\n";
               while (text.size() % 8 != 0 || text.size() < 20000) {
                 text += "0.5, 0.25, -1.25\n";
               }
               return text;
-            }(), {}, "text", "look like text", ""},
-           {"real.cf32", encoded([] {
-              auto samples = real_pairs();
-              for (sample_t& sample : samples) {
-                sample.imag(0.0F);
-              }
-              return samples;
-            }(), "cf32_le"), {}, "real-valued", "imaginary parts are zero", ""},
-           {"pairs.cs16", encoded(real_pairs(), "ci16_le"), {"min_chirp_len=1ms", "max_chirp_len=2ms"}, "real-valued", "taken for I and Q", ""},
-           {"short.cf32", encoded({good.begin(), good.begin() + 700}, "cf32_le"), {}, "too short",
-            "700 samples are too few", ""},
-           {"ramp.cf32", encoded({good.begin(), good.begin() + 1900}, "cf32_le"), {},
-            "no switching", "record two periods or more (this is 190us)", ""},
-           {"noisy.cf32", encoded(chirps(0.6, 60'000), "cf32_le"), {}, "too noisy",
-            "about 1 dB above the noise", ""},
-           {"long.cf32", encoded(good, "cf32_le"), {"min_chirp_len=50us", "max_chirp_len=100us"},
-            "limits", "min_chirp_len 50us, max_chirp_len 100us", "--auto"},
-           {"brief.cf32", encoded(good, "cf32_le"), {"min_chirp_len=1ms", "max_chirp_len=2ms"},
-            "limits", "leave out what looks like chirps, 182us, +10kHz/us", "--auto"},
-           {"offsets.cf32", encoded(good, "cf32_le"),
+            }(),
+            {},
+            "text",
+            "look like text",
+            ""},
+           {"real.cf32",
+            encoded(
+                [] {
+                  auto samples = real_pairs();
+                  for (sample_t& sample : samples) {
+                    sample.imag(0.0F);
+                  }
+                  return samples;
+                }(),
+                "cf32_le"),
+            {},
+            "real-valued",
+            "imaginary parts are zero",
+            ""},
+           {"pairs.cs16",
+            encoded(real_pairs(), "ci16_le"),
+            {"min_chirp_len=1ms", "max_chirp_len=2ms"},
+            "real-valued",
+            "taken for I and Q",
+            ""},
+           {"short.cf32",
+            encoded({good.begin(), good.begin() + 700}, "cf32_le"),
+            {},
+            "too short",
+            "700 samples are too few",
+            ""},
+           {"ramp.cf32",
+            encoded({good.begin(), good.begin() + 1900}, "cf32_le"),
+            {},
+            "no switching",
+            "record two periods or more (this is 190us)",
+            ""},
+           {"noisy.cf32",
+            encoded(chirps(0.6, 60'000), "cf32_le"),
+            {},
+            "too noisy",
+            "about 1 dB above the noise",
+            ""},
+           {"long.cf32",
+            encoded(good, "cf32_le"),
+            {"min_chirp_len=50us", "max_chirp_len=100us"},
+            "limits",
+            "min_chirp_len 50us, max_chirp_len 100us",
+            "--auto"},
+           {"brief.cf32",
+            encoded(good, "cf32_le"),
+            {"min_chirp_len=1ms", "max_chirp_len=2ms"},
+            "limits",
+            "leave out what looks like chirps, 182us, +10kHz/us",
+            "--auto"},
+           {"offsets.cf32",
+            encoded(good, "cf32_le"),
             {"min_chirp_len=100us", "max_chirp_len=1ms", "st_config=0", "analysis_exclude=0.6"},
-            "not measurable", "leave nothing to measure", "--auto"},
+            "not measurable",
+            "leave nothing to measure",
+            "--auto"},
        }) {
     const diagnosis_t diagnosis = diagnosis_of(c.file, c.bytes, c.settings);
     EXPECT_EQ(diagnosis.reason, c.reason) << c.file << ": " << diagnosis.sentence;
@@ -193,12 +245,13 @@ TEST_F(Diagnosis, CountsAgreeWithTheLibrary) {
   EXPECT_EQ(both.too_short, 47U);
   EXPECT_NEAR(both.longest_too_short.value_or(0), 28e-6, 3e-6);
   EXPECT_NEAR(both.shortest_too_long.value_or(0), 182e-6, 3e-6);
-  EXPECT_THAT(diagnosis_of("a.cf32", bytes, {"min_chirp_len=60us", "max_chirp_len=100us"}).counts,
-              AllOf(HasSubstr("47 too short (longest 27.6us)"), HasSubstr("47 too long (shortest 18")));
-  const auto unmeasured =
-      diagnosis_of("a.cf32", bytes, {"min_chirp_len=100us", "max_chirp_len=1ms", "st_config=0",
-                                     "analysis_exclude=0.6"})
-          .candidates;
+  EXPECT_THAT(
+      diagnosis_of("a.cf32", bytes, {"min_chirp_len=60us", "max_chirp_len=100us"}).counts,
+      AllOf(HasSubstr("47 too short (longest 27.6us)"), HasSubstr("47 too long (shortest 18")));
+  const auto unmeasured = diagnosis_of("a.cf32", bytes,
+                                       {"min_chirp_len=100us", "max_chirp_len=1ms", "st_config=0",
+                                        "analysis_exclude=0.6"})
+                              .candidates;
   EXPECT_EQ(unmeasured.unmeasurable, 47U);
   EXPECT_EQ(unmeasured.leaving, 0U);
   // Over several spans, whose overlaps count once, on any number of threads.
@@ -213,8 +266,8 @@ TEST_F(Diagnosis, CountsAgreeWithTheLibrary) {
 
 /// Every format, quiet and loud, clean to drowned in noise: nothing is said of any of them.
 TEST(DataLook, SaysNothingOfChirps) {
-  for (const double noise_level : {1e-4, 0.03, 0.3, 1.0, 3.0}) {
-    for (const float gain : {0.01F, 0.3F, 0.9F}) {
+  for (const double noise_level : {1e-4, 0.3, 3.0}) {
+    for (const float gain : {0.01F, 0.9F}) {
       auto samples = chirps(noise_level, 60'000);
       for (sample_t& sample : samples) {
         sample *= 2.0F * gain / static_cast<float>(1.0 + 2.0 * noise_level);
@@ -229,19 +282,34 @@ TEST(DataLook, SaysNothingOfChirps) {
   }
 }
 
+TEST(DataLook, SaysNothingOfChirpsWithWildSamples) {
+  for (const float wild : {std::numeric_limits<float>::quiet_NaN(),
+                           std::numeric_limits<float>::infinity(), 1e4F, 1e30F}) {
+    auto samples = chirps();
+    for (std::size_t i = 500; i < samples.size(); i += 5000) {
+      samples[i].real(wild);
+    }
+    const std::string bytes = encoded(samples, "cf32_le");
+    const data_look_t look =
+        look_at_data(bytes_of(bytes), bytes_of(bytes), *find_datatype("cf32_le"));
+    EXPECT_EQ(look.kind, data_look_t::ordinary) << wild << ": " << look_text(look);
+  }
+}
+
 TEST(DataLook, KnowsHeads) {
   const std::string more(100, '\x01');
-  for (const auto& [head, name] : std::initializer_list<std::pair<std::string, const char*>>{
-           {"\x1F\x8B\x08", "gzip"},
-           {"PK\x03\x04", "zip"},
-           {"\x28\xB5\x2F\xFD", "zstd"},
-           {"BZh9", "bzip2"},
-           {"RIFF", "WAV"},
-           {R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1000000, "core:version": "1"}})",
-            "JSON"},
-           {"", ""},
-           {"\x01\x02", ""},
-       }) {
+  for (
+      const auto& [head, name] : std::initializer_list<std::pair<std::string, const char*>>{
+          {"\x1F\x8B\x08", "gzip"},
+          {"PK\x03\x04", "zip"},
+          {"\x28\xB5\x2F\xFD", "zstd"},
+          {"BZh9", "bzip2"},
+          {"RIFF", "WAV"},
+          {R"({"global": {"core:datatype": "cf32_le", "core:sample_rate": 1000000, "core:version": "1"}})",
+           "JSON"},
+          {"", ""},
+          {"\x01\x02", ""},
+      }) {
     const std::string bytes = head + (head.starts_with("{") ? "" : more);
     EXPECT_EQ(look_at_head(bytes_of(bytes)).name, name);
     EXPECT_EQ(look_at_head(bytes_of(head.substr(0, 2))).name, "") << "two bytes tell nothing";

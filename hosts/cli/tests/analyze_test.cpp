@@ -148,7 +148,7 @@ TEST_F(Fmcw, FlagsRowsOfFramesThatHoldWhatIsNotFinite) {
   write("a.sigmf-data", data);
   const json chirps = analyze(
       "a --frames --set min_chirp_len=100us --set max_chirp_len=300us --set "
-      "time_gate_len=1.65ms")["chirps"];
+      "meas_time=10ms --set time_gate_len=1.65ms")["chirps"];
   ASSERT_EQ(chirps.size(), 7U);
   EXPECT_EQ(chirps[5]["flags"], "");
   EXPECT_THAT(chirps[6]["flags"].get<std::string>(), HasSubstr("nonfinite"));

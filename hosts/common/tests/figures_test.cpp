@@ -79,6 +79,20 @@ TEST(Settling, IsThatOfAnExponential) {
   EXPECT_EQ(same.overshoot, settling.overshoot);
 }
 
+TEST(Settling, OfThePhaseIsThatOfTheIntegral) {
+  // 1 MHz up for 100 samples, as far down for 100 more: one turn and back.
+  auto frequency = settling_ramp(0.0);
+  for (std::size_t i = 0; i < 200; ++i) {
+    frequency[i] += i < 100 ? 1e6F : -1e6F;
+  }
+  const auto phase_time = [&](const char* tolerance) {
+    return settling_of(frequency, 1.0, 100e6, 40e6, parse_settling(tolerance, "")).phase_time;
+  };
+  EXPECT_EQ(phase_time("361deg"), 0.0);
+  EXPECT_NEAR(phase_time("359deg"), 100.0 / 100e6, 2.0 / 100e6);
+  EXPECT_NEAR(phase_time("90deg"), 175.0 / 100e6, 2.0 / 100e6);
+}
+
 TEST(Settling, OfWhatNeverSettlesAndOfNothing) {
   EXPECT_EQ(settling_of(settling_ramp(0.0), 1.0, 100e6, 40e6, {}).frequency_time, 0.0);
   auto late = settling_ramp(0.0);

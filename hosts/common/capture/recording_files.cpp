@@ -106,8 +106,9 @@ opened_files_t open_raw(const std::string& path, const std::string& format) {
   files.data = std::make_shared<input_file_t>(path, capture_expected);
   files.data_size = files.data->size();
   set_datatype(files, raw_datatype(path, format, files));
-  set_one_segment(files,
-                  count_samples(path, files.data_size, *files.datatype, head_text(*files.data)));
+  const bool fits = files.data_size % files.datatype->sample_bytes == 0;
+  set_one_segment(files, count_samples(path, files.data_size, *files.datatype,
+                                       fits ? "" : head_text(*files.data)));
   files.store =
       std::make_unique<file_store_t>(files.data, *files.datatype, std::vector<std::uint64_t>{0});
   return files;

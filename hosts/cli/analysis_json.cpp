@@ -55,7 +55,7 @@ analysis_json_t::analysis_json_t(std::ostream& out, const recording_t& recording
 void analysis_json_t::add(const chirp_t& chirp) { write_json(json_, chirp); }
 
 void analysis_json_t::finish(const summary_t& summary, const recording_totals_t& totals,
-                             double impedance) {
+                             double impedance, const diagnosis_t* diagnosis) {
   const auto finite_count = static_cast<double>(totals.sample_count - totals.nonfinite_count);
   json_.end_array()
       .key("summary")
@@ -64,13 +64,22 @@ void analysis_json_t::finish(const summary_t& summary, const recording_totals_t&
       .member("power_avg_dbm", dbm_of(totals.squares / finite_count, impedance))
       .member("power_peak_dbm", summary.power_peak())
       .member("switching_time_std_s", summary.switching_time_std())
+      .member("gap_std_s", summary.gap_std())
       .member("freq_avg_hz", summary.freq_avg())
       .member("sample_count", totals.sample_count)
       .member("nonfinite_count", totals.nonfinite_count);
   put_optional(json_, "first_nonfinite_sample", totals.first_nonfinite);
   json_.member("uncovered_count", totals.uncovered_count);
   put_changes(json_, totals.changes);
+  json_.member("uneven_bandwidth_count", summary.uneven_count()).key("flag_counts").begin_object();
+  for (std::size_t i = 0; i < flag_table.size(); ++i) {
+    json_.member(flag_table[i].word, summary.flag_counts()[i]);
+  }
   json_.end_object().end_object();
+  if (diagnosis != nullptr) {
+    write_json(json_.key("diagnosis"), *diagnosis);
+  }
+  json_.end_object();
 }
 
 }  // namespace fmcw_cli

@@ -3,6 +3,7 @@
 #include "common/output/output_file.h"
 #include "common/spans/recording_analysis.h"
 #include "common/spans/trace_file.h"
+#include "diagnosis.h"
 #include "errors.h"
 #include "measurement.h"
 #include "outputs.h"
@@ -39,6 +40,7 @@ struct analyze_call_t {
   output_choice_t outputs;
   std::string traces;
   std::string trace_file;
+  std::string settling;
 };
 
 void check(const analyze_call_t& call) {
@@ -83,7 +85,9 @@ recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, o
       {[&](const chirp_t& chirp) { outputs.add(chirp); },
        [&](const change_t& change) { outputs.add(change); },
        [&](const analysis_progress_t& state) { progress.show(state.done); }},
-      total, measurement.proposal.coverage);
+      total, measurement.proposal.coverage,
+      {call.settling.empty() ? settling_tolerance_t{} : parse_settling(call.settling, "--settling"),
+       measurement.recording.info().clip_levels});
   const auto& segments = measurement.recording.segments();
   for (std::size_t i = 0; i < segments.size(); ++i) {
     const auto source = measurement.source(i);
@@ -112,6 +116,21 @@ void tell_totals(const measurement_t& measurement, const recording_totals_t& tot
   }
 }
 
+void print_notes(const summary_t& summary) {
+  for (std::size_t i = 0; i < flag_table.size(); ++i) {
+    if (const std::uint64_t count = summary.flag_counts()[i]; count > 0) {
+      std::cout << fmt::format("{}: {} of {} chirps: {}\n", flag_table[i].word, count,
+                               summary.chirp_count(), flag_table[i].meaning);
+    }
+  }
+  if (summary.uneven_count() > 0) {
+    std::cout << fmt::format(
+        "bandwidth: in {} of {} chirps it differs from the sweep, slope times length, by more than "
+        "5 %: noise adds to the bandwidth, not to the sweep\n",
+        summary.uneven_count(), summary.chirp_count());
+  }
+}
+
 void print_summary(const measurement_t& measurement, const summary_t& summary,
                    const recording_totals_t& totals) {
   const settings_t& settings = measurement.settings;
@@ -128,6 +147,7 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
     std::cout << fmt::format("highest chirp power       {:.6g} dBm\n", summary.power_peak())
               << fmt::format("switching time, std. dev. {:.6g} us\n",
                              summary.switching_time_std() * 1e6)
+              << fmt::format("  without first chirps    {:.6g} us\n", summary.gap_std() * 1e6)
               << fmt::format("mean frequency            {} {}\n",
                              frequency.format(summary.freq_avg()), frequency.unit);
   }
@@ -137,6 +157,9 @@ void analyze(analyze_call_t call) {
   if (!call.traces.empty()) {
     parse_traces(call.traces);
     call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
+  }
+  if (!call.settling.empty()) {
+    parse_settling(call.settling, "--settling");  // before any work
   }
   check(call);
   measurement_t measurement = open_measurement(call.capture, source_of(call));
@@ -150,9 +173,13 @@ void analyze(analyze_call_t call) {
     write_trace_file(measurement, call.traces, trace_file.emplace(call.trace_file));
   }
   if (call.report) {
-    print_report(measurement);
+    const bool any = print_report(measurement);
     if (trace_file) {
       trace_file->commit();
+    }
+    if (!any) {
+      tell("no chirps; without --report, the reason is told");
+      throw CLI::RuntimeError(no_chirps);
     }
     return;
   }
@@ -161,7 +188,16 @@ void analyze(analyze_call_t call) {
     tell(proposal_text(measurement.proposal).c_str());
   }
   const recording_totals_t totals = run(call, measurement, outputs);
-  outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance);
+  const data_look_t look = look_at_recording(measurement.recording);
+  std::optional<diagnosis_t> diagnosis;
+  if (outputs.summary().chirp_count() == 0) {
+    diagnosis = diagnose(measurement.recording.info(), totals, measurement.settings,
+                         measurement.is_proposed, look);
+  } else if (look.kind != data_look_t::ordinary) {
+    tell((look_sentence(measurement.recording.info(), look) + "; are these chirps?").c_str());
+  }
+  outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance,
+                 diagnosis ? &*diagnosis : nullptr);
   tell_totals(measurement, totals);
   bool all_found = true;
   if (call.outputs.against_truth) {
@@ -169,11 +205,15 @@ void analyze(analyze_call_t call) {
                                     outputs.collected());
   }
   if (!takes_stdout(call.outputs)) {
+    print_notes(outputs.summary());
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }
+  if (diagnosis) {
+    tell_diagnosis(*diagnosis, call.capture);
+  }
   outputs.commit(trace_file ? &*trace_file : nullptr);
-  if (!all_found || outputs.summary().chirp_count() == 0) {
+  if (!all_found || diagnosis) {
     throw CLI::RuntimeError(all_found ? no_chirps : run_failed);
   }
 }
@@ -200,6 +240,9 @@ void describe_analyze(CLI::App& app) {
                     "Only the chirps that chirp_start and chirp_count select");
   command->add_flag("--truth", call->outputs.against_truth,
                     "Compare with the chirps annotated in a synthetic recording");
+  command->add_option("--settling", call->settling,
+                      "When a chirp counts as settled: within 0.1% of the sweep or 50kHz, and with "
+                      "a comma 2deg; default: 1%,5deg");
   command->add_flag("--report", call->report, "Print the library's own text of the result instead");
   command->add_option("--json", call->outputs.json_file,
                       "Write everything as JSON ('-': standard output)");

@@ -1,5 +1,6 @@
 #include "chirp_table.h"
 
+#include "common/figures/flags.h"
 #include "table.h"
 
 #include <algorithm>
@@ -56,7 +57,9 @@ std::vector<std::string> chirp_table_t::column(const figure_t& figure, std::stri
   std::transform(held_.begin(), held_.end(), std::back_inserter(values), figure.get);
   std::vector<std::string> cells;
   const auto write = [&](const auto& text_of) {
-    std::transform(values.begin(), values.end(), std::back_inserter(cells), text_of);
+    std::transform(values.begin(), values.end(), std::back_inserter(cells), [&](double value) {
+      return std::isnan(value) ? std::string("-") : text_of(value);
+    });
   };
   if (all_figures_) {
     title = figure.column;

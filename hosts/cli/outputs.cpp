@@ -56,9 +56,10 @@ void outputs_t::add(const change_t& change) {
   }
 }
 
-void outputs_t::finish(const recording_totals_t& totals, double impedance) {
+void outputs_t::finish(const recording_totals_t& totals, double impedance,
+                       const diagnosis_t* diagnosis) {
   if (json_) {
-    json_->finish(summary_, totals, impedance);
+    json_->finish(summary_, totals, impedance, diagnosis);
   }
   if (table_) {
     table_->finish();

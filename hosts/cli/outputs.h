@@ -34,7 +34,9 @@ class outputs_t {
   void add(const orn::fmcw_host::change_t& change);
 
   /// Writes what comes after the rows.
-  void finish(const orn::fmcw_host::recording_totals_t& totals, double impedance);
+  /// diagnosis  null: there are chirps
+  void finish(const orn::fmcw_host::recording_totals_t& totals, double impedance,
+              const orn::fmcw_host::diagnosis_t* diagnosis = nullptr);
 
   /// Puts the files in place, all or none; the last thing a run does, for nothing may fail then.
   /// other  one more that belongs to them, or null

@@ -52,6 +52,10 @@ void write_trace_file(const measurement_t& measurement, const std::string& trace
   write_traces(file.stream(), result, choice, start, rate);
 }
 
-void print_report(const measurement_t& measurement) { std::cout << analysis_of(measurement, true); }
+bool print_report(const measurement_t& measurement) {
+  const auto result = analysis_of(measurement, true);
+  std::cout << result;
+  return !result.chirp_results.empty();
+}
 
 }  // namespace fmcw_cli

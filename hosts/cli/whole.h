@@ -16,7 +16,7 @@ void check_whole(const measurement_t& measurement, bool with_spectrogram);
 void write_trace_file(const measurement_t& measurement, const std::string& traces,
                       orn::fmcw_host::output_file_t& file);
 
-/// The same as the library's own text on standard output.
-void print_report(const measurement_t& measurement);
+/// The same as the library's own text on standard output. Returns whether there are chirps.
+bool print_report(const measurement_t& measurement);
 
 }  // namespace fmcw_cli

@@ -83,6 +83,11 @@ class recording_t {
   /// The files it consists of; none for standard input.
   std::vector<std::string> files() const;
 
+  /// The first bytes, `count` at most, of the file that holds the samples or of the dataset in it,
+  /// undecoded; none for pipes. Throws input_error_t when the file changed.
+  enum bytes_t { of_file, of_dataset };
+  std::vector<std::byte> first_bytes(std::size_t count, bytes_t which) const;
+
   /// Compares the samples' file with its SHA-512 in the description. Throws input_error_t when they
   /// differ or none is given.
   void verify_checksum() const;

@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "common/capture/capture_names.h"
 #include "common/capture/statistics.h"
 #include "common/output/output_file.h"
 #include "common/spans/recording_analysis.h"
@@ -9,18 +10,18 @@
 #include "outputs.h"
 #include "program.h"
 #include "progress.h"
+#include "several.h"
 #include "table.h"
 #include "truth.h"
 
 #include <fmcw_demod/report.h>
 
-#include <algorithm>
-#include <array>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <thread>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -31,7 +32,8 @@ using namespace orn::fmcw_host;
 
 /// The call of `fmcw analyze`.
 struct analyze_call_t {
-  capture_call_t capture;
+  std::vector<std::string> captures;
+  capture_call_t capture;  ///< where there is one
   settings_source_t settings;
   bool automatic = false;
   bool frames = false;
@@ -39,9 +41,23 @@ struct analyze_call_t {
   unsigned jobs = 0;  ///< 0: one for each processor
   std::string progress;
   output_choice_t outputs;
+  verdict_call_t verdicts;
+  std::string annotate;
+  bool in_place = false;
   std::string traces;
   std::string trace_file;
 };
+
+void check_several(const analyze_call_t& call) {
+  if (call.report || call.outputs.against_truth || !call.traces.empty() || !call.annotate.empty()) {
+    throw input_error("{} cannot be combined with several captures; allowed is one",
+                      call.report                  ? "--report"
+                      : call.outputs.against_truth ? "--truth"
+                      : call.traces.empty()
+                          ? "--annotate with a name (--in-place alone takes several)"
+                          : "--traces");
+  }
+}
 
 void check(const analyze_call_t& call) {
   if (call.automatic && call.frames) {
@@ -51,13 +67,34 @@ void check(const analyze_call_t& call) {
                       !call.outputs.csv_file.empty())) {
     throw input_error("--report cannot be combined with --json, --csv or --truth");
   }
+  const verdict_call_t& verdicts = call.verdicts;
+  const bool is_annotated = !call.annotate.empty() || call.in_place;
+  if (call.report && (verdicts.with_statistics || !verdicts.chart.empty() ||
+                      !call.outputs.verdicts.limits.empty() || is_annotated)) {
+    throw input_error(
+        "--report cannot be combined with --stats, --chart, --limits, --limit or --annotate");
+  }
+  if (takes_stdout(call.outputs) && (verdicts.with_statistics || !verdicts.chart.empty())) {
+    throw input_error(
+        "--stats and --chart go to standard output, which --json or --csv takes; allowed is a file "
+        "name for those");
+  }
+  if (call.outputs.is_several) {
+    check_several(call);
+  }
 }
 
 void check_files(const analyze_call_t& call, const recording_t& recording) {
   std::vector<std::string> inputs = recording.files();
   inputs.push_back(call.settings.file);
-  const std::array outputs = {call.outputs.json_file, call.outputs.csv_file, call.trace_file};
+  std::vector<std::string> outputs = {call.outputs.json_file, call.outputs.csv_file,
+                                      call.trace_file};
+  inputs.insert(inputs.end(), call.verdicts.limits_files.begin(), call.verdicts.limits_files.end());
   check_outputs(inputs, outputs);
+  if (call.outputs.annotation) {  // which may take the place of the description
+    outputs.push_back(annotation_path(*call.outputs.annotation, recording));
+    check_outputs({}, outputs);
+  }
 }
 
 settings_source_t source_of(const analyze_call_t& call) {
@@ -75,23 +112,17 @@ std::optional<std::uint64_t> total_of(const recording_t& recording) {
   return recording.info().sample_count;
 }
 
-recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, outputs_t& outputs) {
-  const auto total = total_of(measurement.recording);
-  progress_t progress(total, call.progress == "json" ? progress_t::json : progress_t::line);
-  const unsigned jobs =
-      call.jobs > 0 ? call.jobs : std::max(std::thread::hardware_concurrency(), 1U);
-  recording_analysis_t analysis(
-      measurement.settings, jobs,
-      {[&](const chirp_t& chirp) { outputs.add(chirp); },
-       [&](const analysis_progress_t& state) { progress.show(state.done); }},
-      total, measurement.proposal.coverage);
-  const auto& segments = measurement.recording.segments();
-  for (std::size_t i = 0; i < segments.size(); ++i) {
-    const auto source = measurement.source(i);
-    analysis.analyze(segments[i], *source);
-  }
+unsigned jobs_of(const analyze_call_t& call) { return call.jobs > 0 ? call.jobs : all_jobs(); }
+
+recording_totals_t run_shown(const analyze_call_t& call, measurement_t& measurement,
+                             const std::function<void(const chirp_t&)>& on_chirp) {
+  progress_t progress(total_of(measurement.recording),
+                      call.progress == "json" ? progress_t::json : progress_t::line);
+  const recording_totals_t totals =
+      measure(measurement, jobs_of(call),
+              {on_chirp, [&](const analysis_progress_t& state) { progress.show(state.done); }});
   progress.finish();
-  return analysis.totals();
+  return totals;
 }
 
 /// The part taken, in memory whole.
@@ -167,12 +198,24 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
   }
 }
 
-void analyze(analyze_call_t call) {
-  if (!call.traces.empty()) {
-    parse_traces(call.traces);
-    call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
+/// The limits that failed go to stderr where standard output is taken.
+void tell_failures(const outputs_t& outputs) {
+  for (const limit_outcome_t& outcome : outputs.judge().outcomes()) {
+    if (outcome.verdict() == verdict_t::fail) {
+      tell(failure_text(outcome).c_str());
+    }
   }
-  check(call);
+}
+
+int status_of(const outputs_t& outputs, bool all_found) {
+  if (outputs.summary().chirp_count() == 0) {
+    return no_chirps;
+  }
+  const bool has_failed = outputs.judge().verdict() == verdict_t::fail;
+  return has_failed ? limit_failed : all_found ? 0 : run_failed;
+}
+
+int analyze_one(const analyze_call_t& call) {
   measurement_t measurement = prepare_measurement(call.capture, source_of(call));
   check_files(call, measurement.recording);
   if (!call.traces.empty()) {
@@ -180,26 +223,65 @@ void analyze(analyze_call_t call) {
   }
   if (call.report) {
     std::cout << analyze_whole(measurement.settings, read_whole(measurement), true);
-    return;
+    return 0;
   }
-  outputs_t outputs(call.outputs, measurement);
+  outputs_t outputs(call.outputs);
+  outputs.begin(measurement);
   if (measurement.is_proposed) {
     tell(proposal_text(measurement.proposal).c_str());
   }
-  const recording_totals_t totals = run(call, measurement, outputs);
-  outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance);
+  const recording_totals_t totals =
+      run_shown(call, measurement, [&](const chirp_t& chirp) { outputs.add(chirp); });
+  outputs.end(totals, measurement.settings.manager.get_demod_config().impedance);
+  outputs.finish();
   tell_totals(measurement, totals);
   bool all_found = true;
   if (call.outputs.against_truth) {
     all_found = print_against_truth(std::cout, measurement.recording, measurement.settings,
                                     outputs.collected());
   }
-  if (!takes_stdout(call.outputs)) {
+  if (takes_stdout(call.outputs)) {
+    tell_failures(outputs);
+  } else {
+    outputs.print_verdicts(std::cout);
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }
-  if (!all_found || outputs.summary().chirp_count() == 0) {
-    throw CLI::RuntimeError(all_found ? no_chirps : run_failed);
+  outputs.commit_annotations();
+  return status_of(outputs, all_found);
+}
+
+int analyze_all(const analyze_call_t& call, std::vector<std::string> names) {
+  outputs_t outputs(call.outputs);
+  return analyze_several(
+      {std::move(names), call.capture.options, source_of(call), jobs_of(call),
+       [&](const recording_t& recording) { check_files(call, recording); },
+       [&](measurement_t& measurement, unsigned jobs, const auto& on_chirp, bool is_shown) {
+         return is_shown ? run_shown(call, measurement, on_chirp)
+                         : measure(measurement, jobs, {on_chirp, nullptr});
+       },
+       tell_totals},
+      outputs);
+}
+
+void analyze(analyze_call_t call) {
+  capture_names_t captures = expand_captures(call.captures);
+  call.outputs.is_several = captures.is_several;
+  call.outputs.verdicts = verdict_choice_of(call.verdicts);
+  call.capture.path = captures.names.front();
+  call.capture.options.with_sha256 = !call.outputs.json_file.empty();
+  if (!call.annotate.empty() || call.in_place) {
+    call.outputs.annotation = {call.annotate, call.in_place};
+  }
+  if (!call.traces.empty()) {
+    parse_traces(call.traces);
+    call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
+  }
+  check(call);
+  const int status =
+      captures.is_several ? analyze_all(call, std::move(captures.names)) : analyze_one(call);
+  if (status != 0) {
+    throw CLI::RuntimeError(status);
   }
 }
 
@@ -208,7 +290,12 @@ void analyze(analyze_call_t call) {
 void describe_analyze(CLI::App& app) {
   auto* const command = app.add_subcommand("analyze", "Find and measure the chirps of a recording");
   const auto call = std::make_shared<analyze_call_t>();
-  describe_capture(*command, call->capture);
+  command
+      ->add_option("CAPTURE", call->captures,
+                   "Recordings (see fmcw info --help) or patterns of names, in one table; '-': raw "
+                   "samples from standard input")
+      ->required();
+  describe_reading(*command, call->capture.options);
   describe_settings_source(*command, call->settings);
   command->add_flag("--auto", call->automatic,
                     "Choose limits that suit the recording (the default without limits or frames)");
@@ -230,6 +317,13 @@ void describe_analyze(CLI::App& app) {
                       "Write everything as JSON ('-': standard output)");
   command->add_option("--csv", call->outputs.csv_file,
                       "Write the chirps as CSV ('-': standard output)");
+  describe_verdicts(*command, call->verdicts);
+  command->add_option("--annotate", call->annotate,
+                      "Write the recording's description with the chirps as annotations: "
+                      "OUT.sigmf-meta");
+  command->add_flag(
+      "--in-place", call->in_place,
+      "Let --annotate replace a file; alone: annotate the recording's own description");
   command->add_option("--traces", call->traces,
                       "Write frequency,power,phase,spectrogram (or some) as .npz");
   command->add_option("--npz", call->trace_file, "Where --traces go; default: CAPTURE.npz");

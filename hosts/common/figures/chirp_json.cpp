@@ -4,7 +4,7 @@
 
 namespace orn::fmcw_host {
 
-void write_json(json_writer_t& out, const chirp_t& chirp) {
+void write_json(json_writer_t& out, const chirp_t& chirp, std::optional<std::string_view> verdict) {
   out.begin_object()
       .member("chirp", chirp.number)
       .member("direction", direction_of(chirp))
@@ -16,7 +16,12 @@ void write_json(json_writer_t& out, const chirp_t& chirp) {
       out.member(figure.column, figure.get(chirp));
     }
   }
-  out.member("flags", std::string_view(flag_words(chirp))).end_object();
+  out.member("flags", std::string_view(flag_words(chirp)));
+  if (verdict) {
+    out.key("verdict");
+    verdict->empty() ? out.value(nullptr) : out.value(*verdict);
+  }
+  out.end_object();
 }
 
 }  // namespace orn::fmcw_host

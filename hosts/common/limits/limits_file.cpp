@@ -4,6 +4,7 @@
 #include "common/capture/json_value.h"
 #include "common/errors.h"
 #include "common/settings/setting_table.h"
+#include "common/settings/units.h"
 
 #include <algorithm>
 #include <array>
@@ -90,12 +91,12 @@ void check_schema(const json_value_t& schema, const std::string& path) {
 
 void write_limit(json_writer_t& out, direction_t direction, const figure_t& figure,
                  const statistics_t& values, double spread, double rate) {
-  const double resolution = figure.unit == "s" ? 1.0 / rate : 1e-6 * std::abs(values.mean);
+  const double resolution = figure.unit == "s" ? 1.5 / rate : 1e-6 * std::abs(values.mean);
   out.begin_object()
       .member("figure", figure.column)
       .member("direction", name_of(direction))
-      .member("nominal", values.mean)
-      .member("tolerance", std::max(spread * values.standard_deviation, resolution))
+      .member("nominal", rounded(values.mean, 9))
+      .member("tolerance", rounded(std::max(spread * values.standard_deviation, resolution), 4))
       .end_object();
 }
 

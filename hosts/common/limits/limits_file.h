@@ -22,9 +22,9 @@ namespace orn::fmcw_host {
 std::vector<limit_t> read_limits(const std::string& path);
 
 /// Writes such a file from chirps that are as they should be: for each chief figure but the start,
-/// the mean and `spread` standard deviations, rising and falling chirps apart. What is left of a
-/// spread that cannot be told from none is the resolution: a sample of times, 1e-6 of other values,
-/// which have single precision.
+/// the mean and `spread` standard deviations, rising and falling chirps apart. A
+/// tolerance is no finer than what can be resolved: a sample either way of times, 1e-6 of other
+/// values, which have single precision. Mean values are rounded to 9 digits, tolerances to 4.
 /// source  the recording's name, for the reader
 /// rate    [Hz]
 /// Throws input_error_t where a direction has fewer than three chirps, or neither has any.

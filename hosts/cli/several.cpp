@@ -64,7 +64,7 @@ opened_capture_t open_capture(const several_call_t& call, const std::string& nam
 
 /// What is said of several captures names the one it is about.
 void tell_of(const std::string& name, const std::string& text) {
-  tell((text.find(name) != std::string::npos ? text : name + ": " + text).c_str());
+  tell((text.starts_with(name) ? text : name + ": " + text).c_str());
 }
 
 class table_of_captures_t {

@@ -91,7 +91,7 @@ void check_files(const analyze_call_t& call, const recording_t& recording) {
                                       call.trace_file};
   inputs.insert(inputs.end(), call.verdicts.limits_files.begin(), call.verdicts.limits_files.end());
   check_outputs(inputs, outputs);
-  if (call.outputs.annotation) {  // which may take the place of the description
+  if (!call.annotate.empty()) {  // which may take the place of the description
     outputs.push_back(annotation_path(*call.outputs.annotation, recording));
     check_outputs({}, outputs);
   }

@@ -26,7 +26,8 @@ const std::string& data_path(const recording_t& recording, const std::vector<std
     throw input_error_t(
         "{}: its chirps cannot be annotated, since no description beside it reaches samples of {}; "
         "allowed are SigMF pairs and raw samples in a file (fmcw convert makes one)",
-        recording.info().name, files.empty() ? "a pipe" : "a " + format + (format == "WAV" ? " file" : ""));
+        recording.info().name,
+        files.empty() ? "a pipe" : "a " + format + (format == "WAV" ? " file" : ""));
   }
   return files.front();
 }
@@ -82,10 +83,12 @@ std::optional<double> given_centre(const recording_t& recording) {
   return std::nullopt;
 }
 
+/// Whether the part taken holds all of an annotation's samples.
 bool lies_in_part(const annotation_t& annotation, const recording_t& recording) {
   const auto& segments = recording.segments();
   const std::uint64_t end = segments.back().first_sample + segments.back().sample_count.value_or(0);
-  return annotation.first_sample >= segments.front().first_sample && annotation.first_sample < end;
+  return annotation.first_sample >= segments.front().first_sample &&
+         annotation.first_sample + annotation.sample_count.value_or(1) <= end;
 }
 
 }  // namespace
@@ -95,8 +98,8 @@ std::string annotation_path(const annotation_choice_t& choice, const recording_t
   const std::string& data = data_path(recording, files);
   if (choice.path.empty()) {
     if (files.size() < 2) {
-      throw input_error_t(
-          "{}: has no description to annotate in place; --annotate names a new one", data);
+      throw input_error_t("{}: has no description to annotate in place; --annotate names a new one",
+                          data);
     }
     return files.back();
   }

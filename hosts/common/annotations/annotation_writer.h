@@ -27,7 +27,7 @@ std::string annotation_path(const annotation_choice_t& choice, const recording_t
 /// Writes the description of a recording anew with its chirps as annotations, as they come. What
 /// the description says stays: `global` (but for the extension's declaration, the name of the
 /// dataset where it follows no more from the file's, and a rate nobody told before), `captures`, and
-/// annotations, except those that this program measured earlier in the part taken. Annotations come
+/// annotations, except those that this program measured earlier and that lie in the part taken. Annotations come
 /// sorted by their first sample. Raw samples get a description that names their file.
 ///
 /// Memory: that of the annotations kept. The recording must outlive the writer.

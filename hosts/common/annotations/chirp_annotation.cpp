@@ -46,8 +46,7 @@ json_value_t annotation_of(const chirp_t& chirp, std::string_view verdict) {
     members.push_back({"core:freq_lower_edge", {lower}});
     members.push_back({"core:freq_upper_edge", {upper}});
   }
-  members.push_back(
-      {"core:label", text(fmt::format("{} {}", direction_of(chirp), chirp.number))});
+  members.push_back({"core:label", text(fmt::format("{} {}", direction_of(chirp), chirp.number))});
   members.push_back({"core:generator", text(fmt::format("{} {}", generator, FMCW_VERSION))});
   add_finite(members, "fmcw:start", chirp.start);
   add_finite(members, "fmcw:length", figures.length);
@@ -73,8 +72,7 @@ bool is_measured(const annotation_t& annotation) {
 }
 
 json_value_t extension_declaration() {
-  return {object_t{
-      {"name", text("fmcw")}, {"version", text(FMCW_VERSION)}, {"optional", {true}}}};
+  return {object_t{{"name", text("fmcw")}, {"version", text(FMCW_VERSION)}, {"optional", {true}}}};
 }
 
 }  // namespace orn::fmcw_host

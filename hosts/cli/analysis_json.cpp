@@ -1,5 +1,6 @@
 #include "analysis_json.h"
 
+#include "common/capture/absolute_time.h"
 #include "common/capture/statistics.h"
 #include "common/figures/chirp_json.h"
 #include "common/settings/profile.h"
@@ -22,14 +23,16 @@ void put_optional(json_writer_t& json, const char* name, const std::optional<Val
 /// Grows with what is added; a change of what is there would be another version.
 constexpr int schema_version = 1;
 
-void put_segments(json_writer_t& json, const std::vector<segment_t>& segments) {
+void put_segments(json_writer_t& json, const recording_t& recording) {
+  const absolute_time_t time(recording);
   json.key("segments").begin_array();
-  for (const segment_t& segment : segments) {
+  for (const segment_t& segment : recording.segments()) {
     json.begin_object().member("first_sample", segment.first_sample);
     put_optional(json, "sample_count", segment.sample_count);
     put_optional(json, "centre_hz", segment.centre);
+    const std::string datetime = time.of(segment.first_sample);
     json.key("datetime");
-    segment.datetime.empty() ? json.value(nullptr) : json.value(std::string_view(segment.datetime));
+    datetime.empty() ? json.value(nullptr) : json.value(std::string_view(datetime));
     json.end_object();
   }
   json.end_array();
@@ -37,8 +40,8 @@ void put_segments(json_writer_t& json, const std::vector<segment_t>& segments) {
 
 }  // namespace
 
-analysis_json_t::analysis_json_t(std::ostream& out, bool is_several)
-    : json_(out, json_writer_t::indented), is_several_(is_several) {
+analysis_json_t::analysis_json_t(std::ostream& out, bool is_several, bool with_verdict)
+    : json_(out, json_writer_t::indented), is_several_(is_several), with_verdict_(with_verdict) {
   json_.begin_object().key("schema").begin_object();
   json_.member("name", "fmcw-analysis").member("version", schema_version).end_object();
   json_.key("library").begin_object();
@@ -61,14 +64,14 @@ void analysis_json_t::begin(const recording_t& recording, const settings_t& sett
       .member("sample_rate", info.sample_rate);
   put_optional(json_, "sample_count", info.sample_count);
   put_optional(json_, "full_scale_v", info.full_scale);
-  put_segments(json_, recording.segments());
+  put_segments(json_, recording);
   json_.end_object().key("settings");
   write_profile(json_, settings);
   json_.key("chirps").begin_array();
 }
 
-void analysis_json_t::add(const chirp_t& chirp, std::optional<std::string_view> verdict) {
-  write_json(json_, chirp, verdict);
+void analysis_json_t::add(const chirp_t& chirp, const row_remarks_t& remarks) {
+  write_json(json_, chirp, remarks, with_verdict_);
 }
 
 void analysis_json_t::end(const capture_results_t& results) {

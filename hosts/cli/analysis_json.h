@@ -9,7 +9,6 @@
 #include "common/spans/recording_analysis.h"
 #include "common/statistics/chirp_statistics.h"
 
-#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -32,12 +31,11 @@ struct capture_results_t {
 /// "captures"; one that could not be analysed has an "error".
 class analysis_json_t {
  public:
-  analysis_json_t(std::ostream& out, bool is_several);
+  analysis_json_t(std::ostream& out, bool is_several, bool with_verdict);
 
   void begin(const orn::fmcw_host::recording_t& recording,
              const orn::fmcw_host::settings_t& settings);
-  /// verdict  as write_json() of a chirp takes it
-  void add(const orn::fmcw_host::chirp_t& chirp, std::optional<std::string_view> verdict);
+  void add(const orn::fmcw_host::chirp_t& chirp, const orn::fmcw_host::row_remarks_t& remarks);
   void end(const capture_results_t& results);
 
   /// Ends the capture that was begun, or writes one of that name, with an error.
@@ -48,6 +46,7 @@ class analysis_json_t {
  private:
   orn::fmcw_host::json_writer_t json_;
   bool is_several_;
+  bool with_verdict_;
   bool is_begun_ = false;  ///< a capture is
 };
 

@@ -11,14 +11,16 @@ bool takes_stdout(const output_choice_t& choice) {
   return choice.json_file == "-" || choice.csv_file == "-";
 }
 
-outputs_t::of_capture_t::of_capture_t(const verdict_choice_t& choice)
+outputs_t::of_capture_t::of_capture_t(const verdict_choice_t& choice, const recording_t& of)
     : judge(choice.limits),
-      charts{run_chart_t(choice.chart_columns), run_chart_t(choice.chart_columns)} {}
+      charts{run_chart_t(choice.chart_columns), run_chart_t(choice.chart_columns)},
+      recording(&of),
+      time(of) {}
 
 outputs_t::outputs_t(const output_choice_t& choice) : choice_(choice) {
   if (!choice.json_file.empty()) {
     json_file_.emplace(choice.json_file);
-    json_.emplace(json_file_->stream(), choice.is_several);
+    json_.emplace(json_file_->stream(), choice.is_several, has_limits());
   }
   if (!choice.csv_file.empty()) {
     csv_file_.emplace(choice.csv_file);
@@ -41,7 +43,7 @@ void outputs_t::begin_tables(bool with_rf) {
 void outputs_t::begin(const measurement_t& measurement) {
   const recording_t& recording = measurement.recording;
   of_capture_.reset();
-  of_capture_.emplace(choice_.verdicts).recording = &recording;
+  of_capture_.emplace(choice_.verdicts, recording);
   annotations_.reset();
   if (choice_.annotation) {
     annotations_.emplace(*choice_.annotation, recording);
@@ -72,22 +74,23 @@ void outputs_t::add(const chirp_t& chirp) {
     return;
   }
   of_capture_->statistics.add(chirp);
-  const std::string_view verdict = name_of(of_capture_->judge.judge(chirp));
+  const row_remarks_t remarks = {of_capture_->time.of(chirp.first_sample),
+                                 name_of(of_capture_->judge.judge(chirp))};
   if (const figure_t* const figure = choice_.verdicts.chart) {
     of_capture_->charts.at(static_cast<std::size_t>(direction_index(chirp)))
         .add(chirp.start, figure->get(chirp));
   }
   if (json_) {
-    json_->add(chirp, has_limits() ? std::optional(verdict) : std::nullopt);
+    json_->add(chirp, remarks);
   }
   if (csv_) {
-    csv_->add(chirp, verdict);
+    csv_->add(chirp, remarks);
   }
   if (table_) {
-    table_->add(chirp, verdict);
+    table_->add(chirp, remarks.verdict);
   }
   if (annotations_) {
-    annotations_->add(chirp, verdict);
+    annotations_->add(chirp, remarks.verdict);
   }
   if (choice_.against_truth) {
     of_capture_->collected.push_back(chirp);

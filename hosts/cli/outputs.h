@@ -3,6 +3,7 @@
 #include "analysis_json.h"
 #include "chirp_table.h"
 #include "common/annotations/annotation_writer.h"
+#include "common/capture/absolute_time.h"
 #include "common/figures/chirp_csv.h"
 #include "common/figures/summary.h"
 #include "common/limits/judge.h"
@@ -71,13 +72,14 @@ class outputs_t {
  private:
   /// What is gathered of one capture.
   struct of_capture_t {
-    explicit of_capture_t(const verdict_choice_t& choice);
+    of_capture_t(const verdict_choice_t& choice, const orn::fmcw_host::recording_t& of);
     orn::fmcw_host::summary_t summary;
     orn::fmcw_host::chirp_statistics_t statistics;
     orn::fmcw_host::judge_t judge;
     std::array<orn::fmcw_host::run_chart_t, 2> charts;  ///< of the directions
     std::vector<orn::fmcw_host::chirp_t> collected;
-    const orn::fmcw_host::recording_t* recording = nullptr;
+    const orn::fmcw_host::recording_t* recording;
+    orn::fmcw_host::absolute_time_t time;
     std::future<std::string> sha256;  ///< of a file; invalid: of a pipe
   };
   void begin_tables(bool with_rf);

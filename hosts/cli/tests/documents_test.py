@@ -61,6 +61,9 @@ class Documents(unittest.TestCase):
 
     def test_every_member_of_a_row_is_described(self):
         row = schema("fmcw-analysis").schema["$defs"]["chirp"]
+        meta = json.loads((self.folder / "a.sigmf-meta").read_text())
+        meta["captures"][0]["core:datetime"] = "2026-01-02T03:04:05Z"
+        (self.folder / "a.sigmf-meta").write_text(json.dumps(meta))
         members = self.analysis("a --limit slope<=99")["chirps"][0]
         self.run_fmcw("analyze a --limit slope<=99 --csv out.csv")
         with open(self.folder / "out.csv", newline="") as file:

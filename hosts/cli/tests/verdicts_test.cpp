@@ -32,7 +32,8 @@ TEST_F(Verdicts, PassAGoodTransmitterAndFailABadOne) {
   const auto bad = run("analyze bad --limits limits.json --csv bad.csv");
   EXPECT_EQ(bad.status, 3) << bad.out;
   EXPECT_THAT(bad.out, HasSubstr("fail     4       4        10.2"));
-  EXPECT_THAT(content(path("bad.csv")), AllOf(HasSubstr(",flags,verdict\n"), HasSubstr(",fail\n")));
+  EXPECT_THAT(content(path("bad.csv")),
+              AllOf(HasSubstr(",flags,start_datetime,verdict\n"), HasSubstr(",fail\n")));
 
   // Where standard output is taken, stderr says so.
   const auto piped = run("analyze bad --limits limits.json --json -");

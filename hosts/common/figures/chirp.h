@@ -4,12 +4,20 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 namespace orn::fmcw_host {
 
 /// What else there is to say of a chirp, a bit each.
 struct chirp_flag_t {
   static constexpr std::uint32_t edge = 1;  ///< reaches an end of what was sampled without a gap
+};
+
+/// What stands beside a chirp's figures in a row.
+struct row_remarks_t {
+  std::string datetime;      ///< of its first sample, ISO 8601; empty: not known
+  std::string_view verdict;  ///< "pass" or "fail"; empty: no limit concerns it
 };
 
 /// One measured chirp of a recording: a row of every table.

@@ -16,7 +16,7 @@ chirp_csv_t::chirp_csv_t(std::ostream& out, csv_columns_t columns) : out_(out), 
       out_.cell(figure.column);
     }
   }
-  out_.cell("flags");
+  out_.cell("flags").cell("start_datetime");
   if (columns_.with_verdict) {
     out_.cell("verdict");
   }
@@ -25,7 +25,7 @@ chirp_csv_t::chirp_csv_t(std::ostream& out, csv_columns_t columns) : out_(out), 
 
 void chirp_csv_t::begin_capture(std::string capture) { capture_ = std::move(capture); }
 
-void chirp_csv_t::add(const chirp_t& chirp, std::string_view verdict) {
+void chirp_csv_t::add(const chirp_t& chirp, const row_remarks_t& remarks) {
   out_.cell(std::string_view(capture_))
       .cell(chirp.number)
       .cell(direction_of(chirp))
@@ -39,9 +39,9 @@ void chirp_csv_t::add(const chirp_t& chirp, std::string_view verdict) {
       out_.cell("");
     }
   }
-  out_.cell(std::string_view(flag_words(chirp)));
+  out_.cell(std::string_view(flag_words(chirp))).cell(std::string_view(remarks.datetime));
   if (columns_.with_verdict) {
-    out_.cell(verdict);
+    out_.cell(remarks.verdict);
   }
   out_.end_row();
 }

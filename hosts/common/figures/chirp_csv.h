@@ -5,7 +5,6 @@
 
 #include <ostream>
 #include <string>
-#include <string_view>
 
 namespace orn::fmcw_host {
 
@@ -16,8 +15,8 @@ struct csv_columns_t {
 };
 
 /// Chirps as CSV, a line each: capture, chirp, direction, first_sample, last_sample, selected (0 or
-/// 1), the figures, flags, verdict. Numbers round-trip; an RF frequency that nobody told and the
-/// verdict of a chirp that no limit concerns are empty.
+/// 1), the figures, flags, start_datetime, verdict. Numbers round-trip; an RF frequency or a time that nobody
+/// told and the verdict of a chirp that no limit concerns are empty.
 class chirp_csv_t {
  public:
   chirp_csv_t(std::ostream& out, csv_columns_t columns);
@@ -25,7 +24,7 @@ class chirp_csv_t {
   /// capture  name for the first column, of the rows that follow
   void begin_capture(std::string capture);
 
-  void add(const chirp_t& chirp, std::string_view verdict = "");
+  void add(const chirp_t& chirp, const row_remarks_t& remarks = {});
 
  private:
   csv_writer_t out_;

@@ -4,7 +4,17 @@
 
 namespace orn::fmcw_host {
 
-void write_json(json_writer_t& out, const chirp_t& chirp, std::optional<std::string_view> verdict) {
+namespace {
+
+void put_word(json_writer_t& out, std::string_view name, std::string_view word) {
+  out.key(name);
+  word.empty() ? out.value(nullptr) : out.value(word);
+}
+
+}  // namespace
+
+void write_json(json_writer_t& out, const chirp_t& chirp, const row_remarks_t& remarks,
+                bool with_verdict) {
   out.begin_object()
       .member("chirp", chirp.number)
       .member("direction", direction_of(chirp))
@@ -17,9 +27,9 @@ void write_json(json_writer_t& out, const chirp_t& chirp, std::optional<std::str
     }
   }
   out.member("flags", std::string_view(flag_words(chirp)));
-  if (verdict) {
-    out.key("verdict");
-    verdict->empty() ? out.value(nullptr) : out.value(*verdict);
+  put_word(out, "start_datetime", remarks.datetime);
+  if (with_verdict) {
+    put_word(out, "verdict", remarks.verdict);
   }
   out.end_object();
 }

@@ -42,9 +42,8 @@ void outputs_t::begin_tables(bool with_rf) {
 
 void outputs_t::begin(const measurement_t& measurement) {
   const recording_t& recording = measurement.recording;
-  of_capture_.reset();
+  drop();
   of_capture_.emplace(choice_.verdicts, recording);
-  annotations_.reset();
   if (choice_.annotation) {
     annotations_.emplace(*choice_.annotation, recording);
   }
@@ -107,9 +106,13 @@ void outputs_t::end(const recording_totals_t& totals, double impedance) {
   }
 }
 
-void outputs_t::fail(const std::string& name, const std::string& error) {
+void outputs_t::drop() {
   annotations_.reset();
-  of_capture_.reset();
+  of_capture_.reset();  // waits for the SHA-256 of its file
+}
+
+void outputs_t::fail(const std::string& name, const std::string& error) {
+  drop();
   if (json_) {
     json_->fail(name, error);
   }

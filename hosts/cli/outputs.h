@@ -48,6 +48,9 @@ class outputs_t {
   void add(const orn::fmcw_host::chirp_t& chirp);
   void end(const orn::fmcw_host::recording_totals_t& totals, double impedance);
 
+  /// Forgets the capture that was begun, before its recording goes.
+  void drop();
+
   /// A capture, begun or not, could not be analysed to its end.
   void fail(const std::string& name, const std::string& error);
 

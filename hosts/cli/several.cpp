@@ -159,6 +159,7 @@ class table_of_captures_t {
 
   int fail(const std::string& name, const std::string& error, int status) {
     if (output_failure_) {
+      outputs_.drop();
       std::rethrow_exception(output_failure_);
     }
     tell_of(name, error);

@@ -138,6 +138,10 @@ TEST_F(Annotations, AreFoundAgain) {
   EXPECT_NEAR(chirp["core:freq_lower_edge"].get<double>(), 77e9 - 1e6, 0.1e6);
   EXPECT_NEAR(chirp["core:freq_upper_edge"].get<double>(), 77e9 + 1e6, 0.1e6);
 
+  // Samples before the part that was analysed are the recording's still.
+  ASSERT_EQ(run("analyze a.cf32 --fs 10e6 --from 1900 --annotate c.sigmf-meta").status, 0);
+  EXPECT_EQ(description("c")["captures"][0]["core:sample_start"], 0);
+
   // Each finds itself, and by its own figures.
   const auto truth = run("analyze b --truth");
   EXPECT_EQ(truth.status, 0);

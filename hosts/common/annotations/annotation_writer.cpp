@@ -168,8 +168,10 @@ void annotation_writer_t::write_captures() {
           put(std::move(value));
         }
       });
-  if (!any) {
-    put({object_t{{"core:sample_start", {recording_.segments().front().first_sample}}}});
+  if (!any && (centre || recording_.info().format == "raw")) {
+    const auto* const offset = recording_.global_fields().find("core:offset");
+    const auto first = offset != nullptr ? offset->whole() : std::nullopt;
+    put({object_t{{"core:sample_start", {first.value_or(0)}}}});
   }
   json_.end_array();
 }

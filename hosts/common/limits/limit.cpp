@@ -39,10 +39,9 @@ std::optional<direction_t> direction_called(const std::string& name) {
 /// How a value of the unit is written, for messages.
 std::string example_in(const std::string& unit) {
   const std::string plain = "a number";
-  return unit.empty() ? plain + " or a percentage, such as 0.02 or 2%"
-         : unit == "kHz/us"
-             ? plain + " [kHz/us] or with a unit, such as 400 or 0.4MHz/us"
-             : fmt::format("{} [{}], such as 1.5 or 1.5{}", plain, unit, unit);
+  return unit.empty()       ? plain + " or a percentage, such as 0.02 or 2%"
+         : unit == "kHz/us" ? plain + " [kHz/us] or with a unit, such as 400 or 0.4MHz/us"
+                            : fmt::format("{} [{}], such as 1.5 or 1.5{}", plain, unit, unit);
 }
 
 /// A value in the unit of a limit; of a trend, "/s" stands behind the figure's own.
@@ -66,9 +65,9 @@ std::optional<double> value_of(const char* part, const std::string& text, const 
   }
   const auto value = parse_value(text, limit);
   if (!value) {
-    throw input_error_t("{} cannot be '{}'; allowed is {}", part, text,
-                        limit.figure == nullptr ? "a number of chirps"
-                                                : example_in(unit_of(limit)));
+    throw input_error_t(
+        "{} cannot be '{}'; allowed is {}", part, text,
+        limit.figure == nullptr ? "a number of chirps" : example_in(unit_of(limit)));
   }
   return value;
 }
@@ -88,11 +87,10 @@ double tolerance_of(const std::string& text, double nominal, const limit_t& limi
     tolerance = parse_value(text, limit);
   }
   if (!tolerance || !(*tolerance >= 0.0) || !std::isfinite(*tolerance)) {
-    throw input_error_t(
-        "tolerance cannot be '{}'; allowed is {}", text,
-        is_level ? std::string("a number of dB from 0 up, such as 0.5dB")
-                 : "a value from 0 up: a percentage of the nominal one, or " +
-                       example_in(unit_of(limit)));
+    throw input_error_t("tolerance cannot be '{}'; allowed is {}", text,
+                        is_level ? std::string("a number of dB from 0 up, such as 0.5dB")
+                                 : "a value from 0 up: a percentage of the nominal one, or " +
+                                       example_in(unit_of(limit)));
   }
   return *tolerance;
 }
@@ -121,9 +119,8 @@ void check_bounds(const limit_parts_t& parts) {
                         parts.nominal.empty() ? "nominal" : "tolerance");
   }
   if (has_bound == !parts.nominal.empty()) {
-    throw input_error_t(
-        "{}; allowed is min, max or both, or nominal with tolerance",
-        has_bound ? "min or max cannot go with nominal" : "there is no bound");
+    throw input_error_t("{}; allowed is min, max or both, or nominal with tolerance",
+                        has_bound ? "min or max cannot go with nominal" : "there is no bound");
   }
 }
 
@@ -138,8 +135,8 @@ std::string unit_of(const limit_t& limit) {
 }
 
 bool keeps(const limit_t& limit, double value) {
-  return !std::isnan(value) && value >= limit.min.value_or(value) &&
-         value <= limit.max.value_or(value);
+  // NaN compares false.
+  return value >= limit.min.value_or(value) && value <= limit.max.value_or(value);
 }
 
 limit_t make_limit(const limit_parts_t& parts) {

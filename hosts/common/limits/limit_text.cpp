@@ -28,8 +28,7 @@ void read_subject(std::string subject, limit_parts_t& parts) {
     parts.figure = subject;
   } else if (subject.back() == ')') {
     parts.statistic = trimmed(std::string_view(subject).substr(0, open));
-    parts.figure =
-        trimmed(std::string_view(subject).substr(open + 1, subject.size() - open - 2));
+    parts.figure = trimmed(std::string_view(subject).substr(open + 1, subject.size() - open - 2));
     if (parts.statistic.empty() || parts.figure.empty()) {
       throw input_error_t("'{}' is no statistic of a figure; allowed is the like of mean(slope)",
                           subject);
@@ -49,17 +48,19 @@ void read_nominal(std::string_view value, limit_parts_t& parts) {
     }
   }
   if (parts.nominal.empty() || parts.tolerance.empty()) {
-    throw input_error_t("'={}' is no nominal value with a tolerance; allowed is the like of "
-                        "=400\u00B11%",
-                        value);
+    throw input_error_t(
+        "'={}' is no nominal value with a tolerance; allowed is the like of "
+        "=400\u00B11%",
+        value);
   }
 }
 
 limit_parts_t parts_of(const std::string& text) {
   const std::size_t sign = text.find_first_of("<>=");
   if (sign == std::string::npos) {
-    throw input_error_t("there is no >=, <= or =; allowed is the like of slope>=399kHz/us or "
-                        "slope=400kHz/us\u00B11%");
+    throw input_error_t(
+        "there is no >=, <= or =; allowed is the like of slope>=399kHz/us or "
+        "slope=400kHz/us\u00B11%");
   }
   limit_parts_t parts;
   parts.text = text;

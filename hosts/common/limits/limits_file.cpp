@@ -83,9 +83,8 @@ void check_schema(const json_value_t& schema, const std::string& path) {
   const auto* const name_text = name != nullptr ? name->as<std::string>() : nullptr;
   if (name_text == nullptr || *name_text != schema_name || version == nullptr ||
       version->whole() != schema_version) {
-    throw input_error_t(
-        R"({}: schema is {}; allowed is {{"name": "{}", "version": {}}})", path, schema.text(),
-        schema_name, schema_version);
+    throw input_error_t(R"({}: schema is {}; allowed is {{"name": "{}", "version": {}}})", path,
+                        schema.text(), schema_name, schema_version);
   }
 }
 

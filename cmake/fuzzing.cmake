@@ -1,6 +1,6 @@
 # A libFuzzer program: fmcw_demod_fuzzer(NAME SOURCE...). Its committed inputs lie beside its source,
 # in corpus/NAME; it builds with the target `fuzzers`, which is what `./dev fuzz` builds and runs.
-# The preset `fuzz` compiles everything with what a fuzzer watches.
+# The preset `asan+ubsan` compiles everything with what a fuzzer watches.
 add_custom_target(fuzzers)
 file(REMOVE_RECURSE "${PROJECT_BINARY_DIR}/fuzzers")
 

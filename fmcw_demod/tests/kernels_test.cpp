@@ -377,36 +377,6 @@ TEST(Kernels, MeasureAChirpInIndexOrder) {
   });
 }
 
-TEST(Kernels, FindTheOutermostEdgesOfABand) {
-  on_all_numbers([](const std::vector<float>& trace, const std::vector<float>& other) {
-    for (const float lowest : {-0.5F, other[0]}) {
-      const float highest = lowest + 1.5F;
-      const auto inside = [=](float x) { return lowest <= x && x <= highest; };
-      std::size_t rise = trace.size();
-      std::size_t fall = 0;
-      for (std::size_t i = 1; i < trace.size(); ++i) {
-        if (inside(trace[i]) && !inside(trace[i - 1])) {
-          rise = std::min(rise, i);
-        }
-        if (!inside(trace[i]) && inside(trace[i - 1])) {
-          fall = i;
-        }
-      }
-      EXPECT_EQ(kernels::first_rise(trace, lowest, highest), rise);
-      EXPECT_EQ(kernels::last_fall(trace, lowest, highest), fall);
-    }
-  });
-  // One edge of each kind, at any place.
-  on_every_target([] {
-    for (std::size_t at = 1; at < 150; ++at) {
-      std::vector<float> trace(150, -1.0F);
-      std::fill(trace.begin() + static_cast<std::ptrdiff_t>(at), trace.end(), 1.0F);
-      EXPECT_EQ(kernels::first_rise(trace, 0.0F, 2.0F), at);
-      EXPECT_EQ(kernels::last_fall(trace, -2.0F, 0.0F), at);
-    }
-  });
-}
-
 TEST(Kernels, SelectWhatSortingWouldPutThere) {
   const auto nan_last = [](float a, float b) { return a < b || (std::isnan(b) && !std::isnan(a)); };
   for (const kind_t kind : kinds) {

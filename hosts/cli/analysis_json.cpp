@@ -95,11 +95,22 @@ void analysis_json_t::end(const capture_results_t& results) {
       .member("power_avg_dbm", dbm_of(totals.squares / finite_count, results.impedance))
       .member("power_peak_dbm", summary.power_peak())
       .member("switching_time_std_s", summary.switching_time_std())
+      .member("gap_std_s", summary.gap_std())
       .member("freq_avg_hz", summary.freq_avg())
       .member("sample_count", totals.sample_count)
       .member("nonfinite_count", totals.nonfinite_count);
   put_optional(json_, "first_nonfinite_sample", totals.first_nonfinite);
-  json_.member("uncovered_count", totals.uncovered_count).end_object();
+  json_.member("uncovered_count", totals.uncovered_count)
+      .member("uneven_bandwidth_count", summary.uneven_count())
+      .key("flag_counts")
+      .begin_object();
+  for (std::size_t i = 0; i < flag_table.size(); ++i) {
+    json_.member(flag_table[i].word, summary.flag_counts()[i]);
+  }
+  json_.end_object().end_object();
+  if (results.diagnosis != nullptr) {
+    write_json(json_.key("diagnosis"), *results.diagnosis);
+  }
   if (is_several_) {
     json_.end_object();
   }

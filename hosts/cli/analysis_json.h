@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/capture/recording.h"
+#include "common/diagnosis/nothing.h"
 #include "common/figures/chirp.h"
 #include "common/figures/summary.h"
 #include "common/limits/judge.h"
@@ -20,14 +21,15 @@ struct capture_results_t {
   const orn::fmcw_host::summary_t& summary;
   const orn::fmcw_host::recording_totals_t& totals;
   const orn::fmcw_host::chirp_statistics_t& statistics;
-  const orn::fmcw_host::judge_t* judge;  ///< null: there are no limits
-  double impedance;                      ///< [ohm]
-  std::string sha256;                    ///< of the samples as they are stored
+  const orn::fmcw_host::judge_t* judge;          ///< null: there are no limits
+  double impedance;                              ///< [ohm]
+  std::string sha256;                            ///< of the samples as they are stored
+  const orn::fmcw_host::diagnosis_t* diagnosis;  ///< null: there are chirps
 };
 
 /// An analysis as JSON, written as it comes, by docs/fmcw-analysis.schema.json: "schema",
 /// "library", then of the capture "capture", "settings" (a profile), "chirps" (a row each) and, at
-/// the end, "statistics", "limits", "summary", "samples". Several captures are objects of an array
+/// the end, "statistics", "limits", "samples", "summary" and, where there are no chirps, "diagnosis". Several captures are objects of an array
 /// "captures"; one that could not be analysed has an "error".
 class analysis_json_t {
  public:

@@ -6,6 +6,7 @@
 #include "common/spans/recording_analysis.h"
 #include "common/spans/trace_file.h"
 #include "common/spans/whole_analysis.h"
+#include "diagnosis.h"
 #include "errors.h"
 #include "measurement.h"
 #include "outputs.h"
@@ -35,6 +36,11 @@ std::optional<std::uint64_t> total_of(const recording_t& recording) {
   return recording.info().sample_count;
 }
 
+settling_tolerance_t settling_of(const analyze_call_t& call) {
+  return call.settling.empty() ? settling_tolerance_t{}
+                               : parse_settling(call.settling, "--settling");
+}
+
 unsigned jobs_of(const analyze_call_t& call) { return call.jobs > 0 ? call.jobs : all_jobs(); }
 
 recording_totals_t run_shown(const analyze_call_t& call, measurement_t& measurement,
@@ -43,7 +49,8 @@ recording_totals_t run_shown(const analyze_call_t& call, measurement_t& measurem
                       call.progress == "json" ? progress_t::json : progress_t::line);
   const recording_totals_t totals =
       measure(measurement, jobs_of(call),
-              {on_chirp, [&](const analysis_progress_t& state) { progress.show(state.done); }});
+              {on_chirp, [&](const analysis_progress_t& state) { progress.show(state.done); }},
+              settling_of(call));
   progress.finish();
   return totals;
 }
@@ -100,6 +107,21 @@ void tell_totals(const measurement_t& measurement, const recording_totals_t& tot
   }
 }
 
+void print_notes(const summary_t& summary) {
+  for (std::size_t i = 0; i < flag_table.size(); ++i) {
+    if (const std::uint64_t count = summary.flag_counts()[i]; count > 0) {
+      std::cout << fmt::format("{}: {} of {} chirps: {}\n", flag_table[i].word, count,
+                               summary.chirp_count(), flag_table[i].meaning);
+    }
+  }
+  if (summary.uneven_count() > 0) {
+    std::cout << fmt::format(
+        "bandwidth: in {} of {} chirps it differs from the sweep, slope times length, by more than "
+        "5 %: noise adds to the bandwidth, not to the sweep\n",
+        summary.uneven_count(), summary.chirp_count());
+  }
+}
+
 void print_summary(const measurement_t& measurement, const summary_t& summary,
                    const recording_totals_t& totals) {
   const settings_t& settings = measurement.settings;
@@ -116,9 +138,20 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
     std::cout << fmt::format("highest chirp power       {:.6g} dBm\n", summary.power_peak())
               << fmt::format("switching time, std. dev. {:.6g} us\n",
                              summary.switching_time_std() * 1e6)
+              << fmt::format("  without first chirps    {:.6g} us\n", summary.gap_std() * 1e6)
               << fmt::format("mean frequency            {} {}\n",
                              frequency.format(summary.freq_avg()), frequency.unit);
   }
+}
+
+int report(const measurement_t& measurement) {
+  const auto result = analyze_whole(measurement.settings, read_whole(measurement), true);
+  std::cout << result;
+  if (result.chirp_results.empty()) {
+    tell("no chirps; without --report, the reason is told");
+    return no_chirps;
+  }
+  return 0;
 }
 
 /// The limits that failed go to stderr where standard output is taken.
@@ -132,7 +165,7 @@ void tell_failures(const outputs_t& outputs) {
 
 int status_of(const outputs_t& outputs, bool all_found) {
   if (outputs.summary().chirp_count() == 0) {
-    return no_chirps;
+    return all_found ? no_chirps : run_failed;
   }
   const bool has_failed = outputs.judge().verdict() == verdict_t::fail;
   return has_failed ? limit_failed : all_found ? 0 : run_failed;
@@ -145,8 +178,7 @@ int analyze_one(const analyze_call_t& call) {
     write_trace_file(call, measurement);
   }
   if (call.report) {
-    std::cout << analyze_whole(measurement.settings, read_whole(measurement), true);
-    return 0;
+    return report(measurement);
   }
   outputs_t outputs(call.outputs);
   outputs.begin(measurement);
@@ -155,7 +187,10 @@ int analyze_one(const analyze_call_t& call) {
   }
   const recording_totals_t totals =
       run_shown(call, measurement, [&](const chirp_t& chirp) { outputs.add(chirp); });
-  outputs.end(totals, measurement.settings.manager.get_demod_config().impedance);
+  const auto diagnosis = examine(measurement, totals, outputs.summary().chirp_count(),
+                                 [](const std::string& text) { tell(text.c_str()); });
+  outputs.end(totals, measurement.settings.manager.get_demod_config().impedance,
+              diagnosis ? &*diagnosis : nullptr);
   outputs.finish();
   tell_totals(measurement, totals);
   bool all_found = true;
@@ -167,8 +202,12 @@ int analyze_one(const analyze_call_t& call) {
     tell_failures(outputs);
   } else {
     outputs.print_verdicts(std::cout);
+    print_notes(outputs.summary());
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
+  }
+  if (diagnosis) {
+    tell_diagnosis(*diagnosis, call.capture);
   }
   outputs.commit_annotations();
   return status_of(outputs, all_found);
@@ -181,7 +220,7 @@ int analyze_all(const analyze_call_t& call, std::vector<std::string> names) {
        [&](const recording_t& recording) { check_files(call, recording); },
        [&](measurement_t& measurement, unsigned jobs, const auto& on_chirp, bool is_shown) {
          return is_shown ? run_shown(call, measurement, on_chirp)
-                         : measure(measurement, jobs, {on_chirp, nullptr});
+                         : measure(measurement, jobs, {on_chirp, nullptr}, settling_of(call));
        },
        tell_totals},
       outputs);
@@ -200,6 +239,7 @@ void analyze(analyze_call_t call) {
     parse_traces(call.traces);
     call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
   }
+  settling_of(call);  // before any work
   check(call);
   const int status =
       captures.is_several ? analyze_all(call, std::move(captures.names)) : analyze_one(call);

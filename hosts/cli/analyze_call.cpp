@@ -96,6 +96,9 @@ void describe_call(CLI::App& command, analyze_call_t& call) {
                    "Only the chirps that chirp_start and chirp_count select");
   command.add_flag("--truth", call.outputs.against_truth,
                    "Compare with the chirps annotated in a synthetic recording");
+  command.add_option("--settling", call.settling,
+                     "When a chirp counts as settled: within 0.1% of the sweep or 50kHz, and with "
+                     "a comma 2deg; default: 1%,5deg");
   command.add_flag("--report", call.report, "Print the library's own text of the result instead");
   command.add_option("--json", call.outputs.json_file,
                      "Write everything as JSON ('-': standard output)");

@@ -27,6 +27,7 @@ struct analyze_call_t {
   bool in_place = false;
   std::string traces;
   std::string trace_file;
+  std::string settling;
 };
 
 /// Adds its options to the command.

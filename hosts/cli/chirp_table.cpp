@@ -1,5 +1,6 @@
 #include "chirp_table.h"
 
+#include "common/figures/flags.h"
 #include "common/output/text.h"
 #include "table.h"
 
@@ -61,7 +62,9 @@ std::vector<std::string> chirp_table_t::column(const figure_t& figure, std::stri
   });
   std::vector<std::string> cells;
   const auto write = [&](const auto& text_of) {
-    std::transform(values.begin(), values.end(), std::back_inserter(cells), text_of);
+    std::transform(values.begin(), values.end(), std::back_inserter(cells), [&](double value) {
+      return std::isnan(value) ? std::string("-") : text_of(value);
+    });
   };
   if (columns_.all_figures) {
     title = figure.column;

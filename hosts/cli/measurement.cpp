@@ -85,10 +85,11 @@ measurement_t prepare_measurement(recording_t recording, const settings_source_t
 
 unsigned all_jobs() { return std::max(std::thread::hardware_concurrency(), 1U); }
 
-recording_totals_t measure(measurement_t& measurement, unsigned jobs, const listener_t& listener) {
-  recording_analysis_t analysis(measurement.settings, jobs, listener,
-                                measurement.recording.info().sample_count,
-                                measurement.proposal.coverage);
+recording_totals_t measure(measurement_t& measurement, unsigned jobs, const listener_t& listener,
+                           const settling_tolerance_t& settling) {
+  recording_analysis_t analysis(
+      measurement.settings, jobs, listener, measurement.recording.info().sample_count,
+      measurement.proposal.coverage, {settling, measurement.recording.info().clip_levels});
   const auto& segments = measurement.recording.segments();
   for (std::size_t i = 0; i < segments.size(); ++i) {
     const auto source = measurement.source(i);

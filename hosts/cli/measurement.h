@@ -43,8 +43,9 @@ measurement_t prepare_measurement(orn::fmcw_host::recording_t recording,
 unsigned all_jobs();
 
 /// Analyses every segment, once.
-orn::fmcw_host::recording_totals_t measure(measurement_t& measurement, unsigned jobs,
-                                           const orn::fmcw_host::listener_t& listener);
+orn::fmcw_host::recording_totals_t measure(
+    measurement_t& measurement, unsigned jobs, const orn::fmcw_host::listener_t& listener,
+    const orn::fmcw_host::settling_tolerance_t& settling = {});
 
 /// Analyses every segment and gathers the statistics of the chirps.
 orn::fmcw_host::chirp_statistics_t measure_statistics(measurement_t& measurement);

@@ -96,13 +96,15 @@ void outputs_t::add(const chirp_t& chirp) {
   }
 }
 
-void outputs_t::end(const recording_totals_t& totals, double impedance) {
+void outputs_t::end(const recording_totals_t& totals, double impedance,
+                    const diagnosis_t* diagnosis) {
   of_capture_t& capture = *of_capture_;
   capture.judge.finish(capture.statistics);
   if (json_) {
     json_->end({capture.summary, totals, capture.statistics,
                 has_limits() ? &capture.judge : nullptr, impedance,
-                capture.sha256.valid() ? capture.sha256.get() : capture.recording->sha256()});
+                capture.sha256.valid() ? capture.sha256.get() : capture.recording->sha256(),
+                diagnosis});
   }
 }
 

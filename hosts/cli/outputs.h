@@ -46,7 +46,9 @@ class outputs_t {
   /// The rows of a capture follow, which must stay until end() or fail().
   void begin(const measurement_t& measurement);
   void add(const orn::fmcw_host::chirp_t& chirp);
-  void end(const orn::fmcw_host::recording_totals_t& totals, double impedance);
+  /// diagnosis  null: there are chirps
+  void end(const orn::fmcw_host::recording_totals_t& totals, double impedance,
+           const orn::fmcw_host::diagnosis_t* diagnosis);
 
   /// Forgets the capture that was begun, before its recording goes.
   void drop();

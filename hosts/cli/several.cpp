@@ -1,6 +1,7 @@
 #include "several.h"
 
 #include "common/output/text.h"
+#include "diagnosis.h"
 #include "errors.h"
 #include "in_order.h"
 #include "program.h"
@@ -137,7 +138,12 @@ class table_of_captures_t {
     }
     std::for_each(capture.rows.begin(), capture.rows.end(), add);
     const double impedance = measurement.settings.manager.get_demod_config().impedance;
-    outputs_.end(capture.totals, impedance);
+    const auto diagnosis = examine(measurement, capture.totals, outputs_.summary().chirp_count(),
+                                   [&](const std::string& text) { tell_of(capture.name, text); });
+    if (diagnosis) {
+      tell_of(capture.name, "no chirps: " + diagnosis->sentence);
+    }
+    outputs_.end(capture.totals, impedance, diagnosis ? &*diagnosis : nullptr);
     to_outputs([&] { outputs_.commit_annotations(); });
     call_.tell_totals(measurement, capture.totals);
     return conclude(capture.name);

@@ -291,6 +291,18 @@ std::string recording_t::sha256() const {
   return state_->files.store != nullptr ? sha256_of(state_->files) : state_->piped_sha256->digest();
 }
 
+std::vector<std::byte> recording_t::first_bytes(std::size_t count, bytes_t which) const {
+  const opened_files_t& files = state_->files;
+  if (files.data == nullptr) {
+    return {};
+  }
+  const std::uint64_t offset = which == of_file ? 0 : files.data_offset;
+  std::vector<std::byte> bytes(
+      static_cast<std::size_t>(std::min<std::uint64_t>(count, files.data->size() - offset)));
+  files.data->read(offset, bytes);
+  return bytes;
+}
+
 void recording_t::verify_checksum() const { check_sha512(state_->files); }
 
 }  // namespace orn::fmcw_host

@@ -97,6 +97,11 @@ class recording_t {
   /// through; may be called on a thread of its own.
   std::string sha256() const;
 
+  /// The first bytes, `count` at most, of the file that holds the samples or of the dataset in it,
+  /// undecoded; none for pipes. Throws input_error_t when the file changed.
+  enum bytes_t { of_file, of_dataset };
+  std::vector<std::byte> first_bytes(std::size_t count, bytes_t which) const;
+
   /// Compares the samples' file with its SHA-512 in the description. Throws input_error_t when they
   /// differ or none is given.
   void verify_checksum() const;

@@ -3,6 +3,7 @@
 #include "common/capture/checksum.h"
 #include "common/capture/sigmf_archive.h"
 #include "common/capture/wav_store.h"
+#include "common/diagnosis/data_look.h"
 #include "common/errors.h"
 
 #include <algorithm>
@@ -34,11 +35,13 @@ bool is_wav_name(std::string name) {
 }
 
 /// Samples in `bytes` bytes, which must hold at least one and nothing beside.
-std::uint64_t count_samples(const std::string& path, std::uint64_t bytes, const datatype_t& type) {
+std::uint64_t count_samples(const std::string& path, std::uint64_t bytes, const datatype_t& type,
+                            const std::string& look = "") {
   if (bytes == 0 || bytes % type.sample_bytes != 0) {
     throw input_error_t(
-        "{}: {} bytes is the wrong size; allowed is a positive multiple of {} bytes, one {} sample",
-        path, bytes, type.sample_bytes, type.name);
+        "{}: {} bytes is the wrong size; allowed is a positive multiple of {} bytes, one {} "
+        "sample{}",
+        path, bytes, type.sample_bytes, type.name, look);
   }
   return bytes / type.sample_bytes;
 }
@@ -87,6 +90,15 @@ opened_files_t open_stream(const std::string& path, const std::string& format) {
   return files;
 }
 
+/// What a file's head looks like, to add to an error; empty where it looks like nothing known.
+std::string head_text(const input_file_t& file) {
+  constexpr std::uint64_t enough = 4096;
+  std::vector<std::byte> head(static_cast<std::size_t>(std::min(enough, file.size())));
+  file.read(0, head);
+  const data_look_t look = look_at_head(head);
+  return look.kind == data_look_t::ordinary ? "" : "; it looks like " + look_text(look);
+}
+
 opened_files_t open_raw(const std::string& path, const std::string& format) {
   opened_files_t files;
   files.name = path;
@@ -94,7 +106,8 @@ opened_files_t open_raw(const std::string& path, const std::string& format) {
   files.data = std::make_shared<input_file_t>(path, capture_expected);
   files.data_size = files.data->size();
   set_datatype(files, raw_datatype(path, format, files));
-  set_one_segment(files, count_samples(path, files.data_size, *files.datatype));
+  set_one_segment(files,
+                  count_samples(path, files.data_size, *files.datatype, head_text(*files.data)));
   files.store =
       std::make_unique<file_store_t>(files.data, *files.datatype, std::vector<std::uint64_t>{0});
   return files;

@@ -1,6 +1,7 @@
 #include "common/figures/chirp_csv.h"
 
 #include "common/figures/figure_table.h"
+#include "common/figures/flags.h"
 
 #include <utility>
 

@@ -1,6 +1,7 @@
 #include "common/figures/chirp_json.h"
 
 #include "common/figures/figure_table.h"
+#include "common/figures/flags.h"
 
 namespace orn::fmcw_host {
 

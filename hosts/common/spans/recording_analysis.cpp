@@ -21,10 +21,11 @@ namespace {
 class span_pool_t {
  public:
   span_pool_t(const settings_t& settings, const layout_t& layout, sample_source_t& source,
-              unsigned jobs, double coverage)
+              unsigned jobs, double coverage, const measure_options_t& options)
       : settings_(settings),
         layout_(layout),
         coverage_(coverage),
+        options_(options),
         reader_(layout, source),
         ahead_limit_(std::uint64_t{4} * jobs) {
     try {
@@ -107,7 +108,7 @@ class span_pool_t {
   void work() {
     span_t span;
     try {
-      span_analyzer_t analyzer(settings_, layout_, coverage_);
+      span_analyzer_t analyzer(settings_, layout_, coverage_, options_);
       while (read(span)) {
         span_result_t result = analyzer.analyze(span);
         const std::scoped_lock lock(results_mutex_);
@@ -125,6 +126,7 @@ class span_pool_t {
   const settings_t& settings_;
   const layout_t& layout_;
   double coverage_;
+  const measure_options_t& options_;
 
   std::mutex reader_mutex_;  // taken before results_mutex_
   span_reader_t reader_;
@@ -147,12 +149,14 @@ class span_pool_t {
 
 recording_analysis_t::recording_analysis_t(const settings_t& settings, unsigned jobs,
                                            listener_t listener, std::optional<std::uint64_t> total,
-                                           double coverage)
+                                           double coverage, const measure_options_t& options)
     : settings_(settings),
       jobs_(std::max(jobs, 1U)),
       coverage_(coverage),
+      options_(options),
       listener_(std::move(listener)),
-      joiner_(settings, listener_.on_chirp) {
+      neighbours_(listener_.on_chirp),
+      joiner_(settings, [this](const chirp_t& chirp) { neighbours_.add(chirp); }) {
   progress_.total = total;
 }
 
@@ -165,10 +169,11 @@ void recording_analysis_t::analyze(const segment_t& segment, sample_source_t& so
     const std::uint64_t spans = *segment.sample_count / std::max<std::uint64_t>(layout.own, 1) + 1;
     jobs = static_cast<unsigned>(std::min<std::uint64_t>(jobs, spans));
   }
-  span_pool_t pool(settings_, layout, source, jobs, coverage_);
+  span_pool_t pool(settings_, layout, source, jobs, coverage_, options_);
   while (const auto span = pool.next()) {
     take(segment, *span);
   }
+  neighbours_.flush();
 }
 
 void recording_analysis_t::take(const segment_t& segment, const span_result_t& span) {
@@ -179,6 +184,9 @@ void recording_analysis_t::take(const segment_t& segment, const span_result_t& s
   totals_.nonfinite_count += span.nonfinite_count;
   if (span.first_nonfinite && !totals_.first_nonfinite) {
     totals_.first_nonfinite = segment.first_sample + *span.first_nonfinite;
+  }
+  if (span.nothing) {
+    totals_.nothing.add(*span.nothing);
   }
   if (span.others) {
     note_change(segment.first_sample + span.own_begin, *span.others);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/capture/sample_source.h"
+#include "common/diagnosis/neighbours.h"
 #include "common/figures/chirp.h"
 #include "common/settings/settings.h"
 #include "common/spans/chirp_joiner.h"
@@ -34,12 +35,14 @@ struct recording_totals_t {
   std::uint64_t uncovered_count = 0;             ///< that no frame covers
   double squares = 0.0;                          ///< sum of |x|^2 of the finite ones [V^2]
   std::vector<change_t> changes;                 ///< the first few
+  nothing_seen_t nothing;                        ///< where there are no chirps, to diagnose()
 };
 
 /// Who hears of an analysis. Every call comes from the thread that called analyze(); what it throws
 /// stops the analysis and leaves it.
 struct listener_t {
-  std::function<void(const chirp_t&)> on_chirp;                 ///< each chirp, in order
+  /// Each chirp, in order; up to 64 rows later than it was found, or at its segment's end.
+  std::function<void(const chirp_t&)> on_chirp;
   std::function<void(const analysis_progress_t&)> on_progress;  ///< after each span; may be empty
 };
 
@@ -53,8 +56,13 @@ class recording_analysis_t {
   /// total     samples of all segments, for progress
   /// coverage  share of the time that chirps are expected to take; where a span has less than half
   ///           of it, other chirps are looked for
+  /// options   what is measured of each chirp besides
   recording_analysis_t(const settings_t& settings, unsigned jobs, listener_t listener,
-                       std::optional<std::uint64_t> total, double coverage = 0.0);
+                       std::optional<std::uint64_t> total, double coverage = 0.0,
+                       const measure_options_t& options = {});
+  recording_analysis_t(const recording_analysis_t&) = delete;
+  recording_analysis_t& operator=(const recording_analysis_t&) = delete;
+  ~recording_analysis_t() = default;
 
   /// Analyses the next segment, whose samples come from `source`. Throws input_error_t for plans
   /// that cannot be carried out and what the source and the listener throw; the first of these in
@@ -70,7 +78,9 @@ class recording_analysis_t {
   settings_t settings_;
   unsigned jobs_;
   double coverage_;
+  measure_options_t options_;
   listener_t listener_;
+  neighbour_check_t neighbours_;
   chirp_joiner_t joiner_;
   recording_totals_t totals_;
   analysis_progress_t progress_;

@@ -87,6 +87,7 @@ void find_candidates(const analysis_t& analysis, frame_t& frame) {
   const std::vector<int> boundaries =
       find_boundaries(in_frame(analysis.traces.frequency, frame), 1.0 / settings.fs,
                       analysis.parameters.triang_256, frame.slope_raw, frame.slope_smooth);
+  frame.candidates.clear();
   for (std::size_t q = 1; q < boundaries.size(); ++q) {
     const auto first = static_cast<std::size_t>(boundaries[q - 1]);
     const auto last = static_cast<std::size_t>(boundaries[q] - 1);

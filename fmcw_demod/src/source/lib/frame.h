@@ -27,12 +27,12 @@ struct chirp_tally_t {
 
 /// One frame: the samples [begin, end) of the capture and what is found in them.
 struct frame_t {
-  std::uint32_t index;  ///< from 0
-  std::size_t begin;
-  std::size_t end;
-  std::vector<float> slope_raw{};        ///< [Hz/s]
-  std::vector<float> slope_smooth{};     ///< [Hz/s]
-  std::vector<interval_t> candidates{};  ///< chirp candidates, counted from `begin`
+  std::uint32_t index = 0;
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  std::vector<float> slope_raw;        ///< [Hz/s]
+  std::vector<float> slope_smooth;     ///< [Hz/s]
+  std::vector<interval_t> candidates;  ///< chirp candidates, counted from `begin`
 
   std::size_t size() const { return end - begin; }
 };
@@ -46,7 +46,7 @@ struct analysis_t {
 };
 
 /// Finds the chirp boundaries of a frame and keeps the candidates whose duration lies strictly
-/// between the configured limits. Fills every vector of the frame.
+/// between the configured limits. Fills every vector of the frame anew.
 void find_candidates(const analysis_t& analysis, frame_t& frame);
 
 /// Refines and measures the candidates of a frame, of which there is at least one: fills the

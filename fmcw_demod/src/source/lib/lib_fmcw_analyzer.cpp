@@ -65,11 +65,14 @@ void analyze(const FMCWConfig& parameters, const SignalStream& signal,
   result.selected_intervals.clear();
   result.chirp_intervals.clear();
   chirp_tally_t tally;
+  frame_t frame;  // its traces' memory serves every frame
   std::uint32_t begin = range_start;
   for (std::uint32_t k = 0; k < frame_count; ++k) {
     FMCW_LOG(progress, "Processing frame {}/{}", k, frame_count);
     const std::uint32_t next = begin + frame_length;  // may wrap: the frame is then empty or early
-    frame_t frame{k, std::exchange(begin, next), std::min(next, range_end)};
+    frame.index = k;
+    frame.begin = std::exchange(begin, next);
+    frame.end = std::min(next, range_end);
     if (frame.end <= frame.begin) {
       continue;
     }

@@ -1,6 +1,5 @@
 #include "switching_points.h"
 
-#include "basefunc/kernels.h"
 #include "conditioning.h"
 #include "truncation.h"
 
@@ -8,7 +7,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
+#include <iterator>
 
 namespace orn::fmcw_demod_lib {
 namespace {
@@ -26,37 +25,23 @@ struct slope_band_t {
   double half_width;  // Hz/s
 };
 
-/// The floats that a band contains, both ends included: those that compare so as doubles.
-struct float_band_t {
-  explicit float_band_t(const slope_band_t& band) {
-    constexpr float infinity = std::numeric_limits<float>::infinity();
-    const double first = band.centre - band.half_width;
-    const double last = band.centre + band.half_width;
-    lowest = static_cast<float>(first);
-    highest = static_cast<float>(last);
-    if (lowest < first) {
-      lowest = std::nextafter(lowest, infinity);
-    }
-    if (highest > last) {
-      highest = std::nextafter(highest, -infinity);
-    }
-  }
-
-  float lowest;
-  float highest;
-};
-
 /// From the first rise into the band to the last fall out of it, counted from the segment's first
 /// element; the whole segment when there is no such pair. A run in band that touches an end of the
 /// segment has no edge there.
-window_t part_in_band(std::span<const float> segment, const float_band_t& band) {
-  const std::size_t rise = kernels::first_rise(segment, band.lowest, band.highest);
-  const std::size_t fall = kernels::last_fall(segment, band.lowest, band.highest);
-  // The last element in band is the one before the fall.
-  if (rise < segment.size() && fall > 0 && rise < fall - 1) {
-    return {static_cast<std::int64_t>(rise), static_cast<std::int64_t>(fall) - 1};
+window_t part_in_band(std::span<const float> segment, const slope_band_t& band) {
+  const double lowest = band.centre - band.half_width;
+  const double highest = band.centre + band.half_width;
+  const auto inside = [=](double slope) { return lowest <= slope && slope <= highest; };
+  const window_t whole{0, std::ssize(segment) - 1};
+  const auto outside = std::find_if_not(segment.begin(), segment.end(), inside);
+  if (outside == segment.end()) {
+    return whole;
   }
-  return {0, static_cast<std::int64_t>(segment.size()) - 1};
+  const auto first = std::find_if(outside, segment.end(), inside);
+  const auto last = std::find_if(std::find_if_not(segment.rbegin(), segment.rend(), inside),
+                                 segment.rend(), inside);
+  const window_t part{first - segment.begin(), segment.rend() - last - 1};
+  return part.first < part.last ? part : whole;
 }
 
 /// Nothing when the cut has no sample count.
@@ -125,8 +110,7 @@ std::optional<window_t> measured_interval(std::span<const float> slope_smooth,
   }
   const auto segment = slope_smooth.subspan(static_cast<std::size_t>(candidate.first),
                                             static_cast<std::size_t>(candidate.length()));
-  const float_band_t band(band_of(segment, settings.chirp, parameters));
-  const window_t part = part_in_band(segment, band);
+  const window_t part = part_in_band(segment, band_of(segment, settings.chirp, parameters));
   return window_t{candidate.first + part.first, candidate.first + part.last};
 }
 

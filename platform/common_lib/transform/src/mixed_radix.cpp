@@ -11,6 +11,7 @@
 #include <bit>
 #include <span>
 #include <type_traits>
+#include <utility>
 
 namespace orn::common_lib {
 
@@ -108,34 +109,18 @@ void run(const pass_t<T, Series>& pass) {
   }
 }
 
+template <std::size_t... Radices, class T, class Series>
+void run_one_of(std::index_sequence<Radices...> /*all*/, std::size_t radix,
+                const pass_t<T, Series>& pass) {
+  ((radix == Radices ? run<Radices>(pass) : void()), ...);
+}
+
 template <class T, class Series>
 void run(std::size_t radix, const pass_t<T, Series>& pass) {
-  switch (radix) {
-    case 1:
-      return run<1>(pass);
-    case 2:
-      return run<2>(pass);
-    case 3:
-      return run<3>(pass);
-    case 4:
-      return run<4>(pass);
-    case 5:
-      return run<5>(pass);
-    case 8:
-      return run<8>(pass);
-    default:
-      break;
-  }
-  if constexpr (std::is_same_v<T, float>) {
-    switch (radix) {
-      case 7:
-        return run<7>(pass);
-      case 11:
-        return run<11>(pass);
-      default:
-        return run<13>(pass);
-    }
-  }
+  using served_t =
+      std::conditional_t<std::is_same_v<T, float>, std::index_sequence<1, 2, 3, 4, 5, 7, 8, 11, 13>,
+                         std::index_sequence<1, 2, 3, 4, 5, 8>>;
+  run_one_of(served_t{}, radix, pass);
 }
 
 /// Takes every factor `radix` out of `length` and returns what is left.

@@ -173,14 +173,6 @@ sweep_t sweep(std::span<const double> freq, std::span<const float> slope, float 
 template <class T>
 bool any_sign_change(std::span<const T> trace, T clearly) noexcept;
 
-/// The first element that lies from `lowest` to `highest` and follows one that does not; the
-/// trace's size if there is none.
-std::size_t first_rise(std::span<const float> trace, float lowest, float highest) noexcept;
-
-/// The last element that does not lie from `lowest` to `highest` and follows one that does; 0 if
-/// there is none.
-std::size_t last_fall(std::span<const float> trace, float lowest, float highest) noexcept;
-
 /// The element that ascending order would put at `rank`, NaNs last.
 /// rank    below values.size()
 /// buffer  work memory, as many elements as `values`

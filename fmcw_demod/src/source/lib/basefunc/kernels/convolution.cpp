@@ -14,41 +14,24 @@ using simd::transpose_strip;
 
 namespace {
 
-/// Outputs from `first` on, Vectors values of type Value at a time, as far as they go: neighbouring
-/// outputs share the loop over taps, each adds its own terms in tap order. Returns the first output
-/// that is left.
-template <class Value, std::size_t Vectors, class T, class Out>
+/// Outputs from `first` on, a Value of them at a time, as far as they go: each adds its own terms in
+/// tap order. Returns the first output that is left.
+template <class Value, class T, class Out>
 ORN_KERNEL inline std::size_t convolve_run(std::span<const T> signal, std::span<const T> kernel,
                                            std::span<Out> out, std::size_t first) {
   constexpr std::size_t width = simd::width_of<Value, T>;
-  constexpr std::size_t run = Vectors * width;
   const std::size_t half = kernel.size() / 2;
-  for (; first + run <= out.size(); first += run) {
-    const T* const x = signal.data() + first;
-    std::array<Value, Vectors> sum{};
+  for (; first + width <= out.size(); first += width) {
+    const T* const rising = signal.data() + first;
+    const T* const falling = rising + kernel.size() - 1;
+    Value sum{};
     for (std::size_t k = 0; k < half; ++k) {
-      const T* const rising = x + k;
-      const T* const falling = x + (kernel.size() - 1 - k);
-#pragma GCC unroll 8
-      for (std::size_t v = 0; v < Vectors; ++v) {
-        sum[v] += (simd::load<Value>(rising + v * width) + simd::load<Value>(falling + v * width)) *
-                  kernel[k];
-      }
+      sum += (simd::load<Value>(rising + k) + simd::load<Value>(falling - k)) * kernel[k];
     }
     if (kernel.size() % 2 != 0) {
-#pragma GCC unroll 8
-      for (std::size_t v = 0; v < Vectors; ++v) {
-        sum[v] = kernel[half] * simd::load<Value>(x + half + v * width) + sum[v];
-      }
+      sum = kernel[half] * simd::load<Value>(rising + half) + sum;
     }
-    alignas(64) std::array<T, run> result;
-#pragma GCC unroll 8
-    for (std::size_t v = 0; v < Vectors; ++v) {
-      simd::store(sum[v], &result[v * width]);
-    }
-    for (std::size_t i = 0; i < run; ++i) {
-      out[first + i] = static_cast<Out>(result[i]);
-    }
+    simd::store(simd::converted<simd::values_of_t<Out, width>>(sum), &out[first]);
   }
   return first;
 }
@@ -179,9 +162,8 @@ void convolve_symmetric(std::span<const T> signal, std::span<const T> kernel,
   dispatch([=](auto on) ORN_KERNEL {
     using value_t = simd::vector_t<T, decltype(on)>;
     std::size_t next = convolve_stretches<value_t>(signal, kernel, out);
-    next = convolve_run<value_t, 8>(signal, kernel, out, next);
-    next = convolve_run<value_t, 1>(signal, kernel, out, next);
-    convolve_run<T, 1>(signal, kernel, out, next);
+    next = convolve_run<value_t>(signal, kernel, out, next);
+    convolve_run<T>(signal, kernel, out, next);
   });
 }
 

@@ -35,58 +35,6 @@ bool any_sign_change(std::span<const T> trace, T clearly) noexcept {
 
 namespace {
 
-/// Whether a value that has one property follows one that has not, among `count` values from
-/// trace[0] on, the first of which follows trace[-1].
-template <class Property>
-ORN_KERNEL inline bool any_edge(const float* trace, std::size_t count, Property has) {
-  int any = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    any |= static_cast<int>(both(has(trace[i]), !has(trace[static_cast<std::ptrdiff_t>(i) - 1])));
-  }
-  return any != 0;
-}
-
-}  // namespace
-
-std::size_t first_rise(std::span<const float> trace, float lowest, float highest) noexcept {
-  std::size_t result = trace.size();
-  dispatch([=, &result](auto /*on*/) ORN_KERNEL {
-    const auto inside = [=](float x) ORN_KERNEL { return both(lowest <= x, x <= highest); };
-    for (std::size_t first = 1; first < trace.size(); first += block_length) {
-      const std::size_t end = std::min(first + block_length, trace.size());
-      if (any_edge(&trace[first], end - first, inside)) {
-        result = first;
-        while (!inside(trace[result]) || inside(trace[result - 1])) {
-          ++result;
-        }
-        return;
-      }
-    }
-  });
-  return result;
-}
-
-std::size_t last_fall(std::span<const float> trace, float lowest, float highest) noexcept {
-  std::size_t result = 0;
-  dispatch([=, &result](auto /*on*/) ORN_KERNEL {
-    const auto outside = [=](float x) ORN_KERNEL { return !both(lowest <= x, x <= highest); };
-    for (std::size_t end = trace.size(); end > 1;) {
-      const std::size_t first = end > block_length ? end - block_length : 1;
-      if (any_edge(&trace[first], end - first, outside)) {
-        result = end - 1;
-        while (!outside(trace[result]) || outside(trace[result - 1])) {
-          --result;
-        }
-        return;
-      }
-      end = first;
-    }
-  });
-  return result;
-}
-
-namespace {
-
 bool nan_last(float a, float b) noexcept { return a < b || (std::isnan(b) && !std::isnan(a)); }
 
 /// Puts the element of rank `rank` at its place, NaNs last, and returns it.
@@ -178,10 +126,6 @@ float middle_float(float low, float high) noexcept {
                            ordered(std::bit_cast<std::int32_t>(high));
   return std::bit_cast<float>(ordered(static_cast<std::int32_t>(sum >> 1)));
 }
-
-}  // namespace
-
-namespace {
 
 /// A sample of the values in ascending order, NaNs last.
 using sample_of_values_t = std::array<float, 31>;

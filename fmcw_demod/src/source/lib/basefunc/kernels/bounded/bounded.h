@@ -31,33 +31,17 @@ ORN_KERNEL inline void find_unsettled(const block_t<float>& lower, const block_t
   }
 }
 
-/// |z| + offset of `count` samples, at most a block; re and im are their parts.
-template <class On>
-ORN_KERNEL inline void magnitudes(const float* re, const float* im, std::size_t count, float offset,
-                                  block_t<float>& out) {
-#if defined(__x86_64__)
-  if constexpr (On::target == simd::target_t::avx512) {
-    return avx512::magnitudes(re, im, count, offset, out);
-  } else if constexpr (On::target == simd::target_t::avx2) {
-    return avx2::magnitudes(re, im, count, offset, out);
-  }
-#endif
+// Not inlined, for the sake of the registers of what calls them: whole blocks go another way where
+// the target has one.
+__attribute__((noinline)) inline void portable_magnitudes(const float* re, const float* im,
+                                                          std::size_t count, float offset,
+                                                          block_t<float>& out) {
   for (std::size_t i = 0; i < count; ++i) {
     out[i] = literal_magnitude(re[i], im[i]) + offset;
   }
 }
-
-/// factor log10(x) of `count` floats, at most a block.
-template <class On>
-ORN_KERNEL inline void levels(float factor, const block_t<float>& x, std::size_t count,
-                              float* out) {
-#if defined(__x86_64__)
-  if constexpr (On::target == simd::target_t::avx512) {
-    return avx512::levels(factor, x, count, out);
-  } else if constexpr (On::target == simd::target_t::avx2) {
-    return avx2::levels(factor, x, count, out);
-  }
-#endif
+__attribute__((noinline)) inline void portable_levels(float factor, const block_t<float>& x,
+                                                      std::size_t count, float* out) {
   alignas(64) block_t<float> lower;
   alignas(64) block_t<float> upper;
   bound_log10_by_doubles(x, count, lower, upper);
@@ -68,6 +52,36 @@ ORN_KERNEL inline void levels(float factor, const block_t<float>& x, std::size_t
   unsettled_t unsettled;
   find_unsettled(lower, upper, count, unsettled);
   settle_levels(factor, x, unsettled, out);
+}
+
+/// |z| + offset of `count` samples, at most a block; re and im are their parts.
+template <class On>
+ORN_KERNEL inline void magnitudes(const float* re, const float* im, std::size_t count, float offset,
+                                  block_t<float>& out) {
+#if defined(__x86_64__)
+  if (On::target == simd::target_t::avx512 && count == block_length) {
+    return avx512::block_magnitudes(re, im, offset, out);
+  }
+  if (On::target == simd::target_t::avx2 && count == block_length) {
+    return avx2::block_magnitudes(re, im, offset, out);
+  }
+#endif
+  portable_magnitudes(re, im, count, offset, out);
+}
+
+/// factor log10(x) of `count` floats, at most a block.
+template <class On>
+ORN_KERNEL inline void levels(float factor, const block_t<float>& x, std::size_t count,
+                              float* out) {
+#if defined(__x86_64__)
+  if (On::target == simd::target_t::avx512 && count == block_length) {
+    return avx512::block_levels(factor, x, out);
+  }
+  if (On::target == simd::target_t::avx2 && count == block_length) {
+    return avx2::block_levels(factor, x, out);
+  }
+#endif
+  portable_levels(factor, x, count, out);
 }
 
 }  // namespace orn::fmcw_demod_lib::kernels

@@ -3,6 +3,7 @@
 #include "basefunc/kernels/bounded/settle.h"
 
 #include <simd/dispatch.h>
+#include <simd/vector.h>
 
 #if defined(__x86_64__)
 
@@ -11,6 +12,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #if defined(__GNUC__) && !defined(__clang__)
 // gcc 12 takes the undefined operands of its own unmasked intrinsics for uninitialised variables.
@@ -24,7 +26,7 @@
 #endif
 
 /// The two figures of a level in intrinsics, which have operations for it that loops do not:
-/// approximate reciprocal roots, tables in registers, masks. bounded_registers.inc is their one
+/// approximate reciprocal roots, tables in registers, masks. x86_registers.inc is their one
 /// body; avx2 and avx512 hold the operations that it is written in, each compiled for its target.
 namespace orn::fmcw_demod_lib::kernels {
 
@@ -73,6 +75,8 @@ constexpr log10_table_t<Parts> make_log10_table() {
 template <std::size_t Parts, int Bias>
 inline constexpr log10_table_t<Parts> log10_table = make_log10_table<Parts, Bias>();
 
+#define ORN_OPERATION ORN_KERNEL ORN_REGISTER_TARGET inline
+
 static_assert(block_length == 64, "a block has one bit per value in a 64-bit mark");
 
 /// Lists the values of a block that a bit marks.
@@ -84,81 +88,58 @@ inline unsettled_t list_marked(std::uint64_t marked) {
   return unsettled;
 }
 
+template <std::size_t Width>
+struct registers_t {
+  using floats_t = simd::values_of_t<float, Width>;
+  using ints_t = simd::values_of_t<std::int32_t, Width>;
+};
+
 namespace avx2 {
 
 #define ORN_REGISTER_TARGET ORN_TARGET_AVX2
-#define ORN_OPERATION ORN_KERNEL ORN_TARGET_AVX2 inline
 
-using floats_t = __m256;
 constexpr std::size_t width = 8;
 constexpr std::size_t parts = 16;
 constexpr int bias = 127;  // of the exponent as `exponent` returns it
 constexpr float slack_of_level_square = 0x1p-24F;
 constexpr float error_of_reciprocal_root = 0x1.81p-12F;
+using floats_t = registers_t<width>::floats_t;
+using ints_t = registers_t<width>::ints_t;
 
-ORN_OPERATION floats_t all(float x) { return _mm256_set1_ps(x); }
-ORN_OPERATION floats_t load(const float* from) { return _mm256_loadu_ps(from); }
-ORN_OPERATION void store(floats_t x, float* to) { _mm256_storeu_ps(to, x); }
 ORN_OPERATION floats_t fused(floats_t a, floats_t b, floats_t c) {
   return _mm256_fmadd_ps(a, b, c);
-}
-ORN_OPERATION floats_t fused_less(floats_t a, floats_t b, floats_t c) {
-  return _mm256_fmsub_ps(a, b, c);
 }
 ORN_OPERATION floats_t less_fused(floats_t c, floats_t a, floats_t b) {
   return _mm256_fnmadd_ps(a, b, c);
 }
-ORN_OPERATION floats_t absolute(floats_t x) {
-  return _mm256_and_ps(x, _mm256_castsi256_ps(_mm256_set1_epi32(0x7fffffff)));
-}
-// Both return the second operand where one is NaN.
 ORN_OPERATION floats_t larger(floats_t a, floats_t b) { return _mm256_max_ps(a, b); }
 ORN_OPERATION floats_t smaller(floats_t a, floats_t b) { return _mm256_min_ps(a, b); }
 ORN_OPERATION floats_t square_root(floats_t x) { return _mm256_sqrt_ps(x); }
-ORN_OPERATION floats_t half_reciprocal_root(floats_t x) {
-  const __m256i bits = _mm256_castps_si256(_mm256_rsqrt_ps(x));
-  return _mm256_castsi256_ps(_mm256_sub_epi32(bits, _mm256_set1_epi32(0x00800000)));
-}
-
+ORN_OPERATION floats_t reciprocal_root(floats_t x) { return _mm256_rsqrt_ps(x); }
 ORN_OPERATION floats_t fraction(floats_t x) {
-  const __m256 bits = _mm256_castsi256_ps(_mm256_set1_epi32(0x007fffff));
-  return _mm256_or_ps(_mm256_and_ps(x, bits), all(1.0F));
+  return reinterpret_cast<floats_t>((reinterpret_cast<ints_t>(x) & 0x007fffff) | 0x3f800000);
 }
 ORN_OPERATION floats_t exponent(floats_t x) {
-  return _mm256_cvtepi32_ps(_mm256_srli_epi32(_mm256_castps_si256(x), 23));
+  return __builtin_convertvector(reinterpret_cast<ints_t>(x) >> 23, floats_t);
 }
-
-struct table_t {
-  floats_t first, second;
-};
-ORN_OPERATION table_t table_of(const std::array<float, parts>& values) {
-  return {load(values.data()), load(values.data() + width)};
-}
-ORN_OPERATION floats_t look_up(const table_t& table, floats_t x) {
+ORN_OPERATION floats_t look_up(floats_t first, floats_t second, floats_t x) {
   const __m256i bits = _mm256_castps_si256(x);
   const __m256i at = _mm256_srli_epi32(bits, 19);
   // The highest bit of the part chooses the half of the table.
-  return _mm256_blendv_ps(_mm256_permutevar8x32_ps(table.first, at),
-                          _mm256_permutevar8x32_ps(table.second, at),
+  return _mm256_blendv_ps(_mm256_permutevar8x32_ps(first, at), _mm256_permutevar8x32_ps(second, at),
                           _mm256_castsi256_ps(_mm256_slli_epi32(bits, 9)));
 }
-
-ORN_OPERATION std::uint64_t signs(__m256 x) {
-  return static_cast<std::uint8_t>(_mm256_movemask_ps(x));
+ORN_OPERATION std::uint64_t marked(ints_t mask) {
+  return static_cast<std::uint8_t>(_mm256_movemask_ps(reinterpret_cast<floats_t>(mask)));
 }
-ORN_OPERATION std::uint64_t unequal(floats_t a, floats_t b) {
-  return signs(_mm256_cmp_ps(a, b, _CMP_NEQ_UQ));
-}
+ORN_OPERATION std::uint64_t unequal(floats_t a, floats_t b) { return marked(a != b); }
 ORN_OPERATION std::uint64_t unanswered(floats_t x) {
-  const __m256i bits = _mm256_castps_si256(x);
-  return signs(_mm256_castsi256_ps(
-      _mm256_or_si256(_mm256_cmpgt_epi32(_mm256_set1_epi32(0x00800000), bits),
-                      _mm256_cmpgt_epi32(bits, _mm256_set1_epi32(0x7f7fffff)))));
+  const auto bits = reinterpret_cast<ints_t>(x);
+  return marked((bits < 0x00800000) | (bits > 0x7f7fffff));
 }
 
 #include "basefunc/kernels/bounded/x86_registers.inc"
 
-#undef ORN_OPERATION
 #undef ORN_REGISTER_TARGET
 
 }  // namespace avx2
@@ -166,52 +147,33 @@ ORN_OPERATION std::uint64_t unanswered(floats_t x) {
 namespace avx512 {
 
 #define ORN_REGISTER_TARGET ORN_TARGET_AVX512
-#define ORN_OPERATION ORN_KERNEL ORN_TARGET_AVX512 inline
 
-using floats_t = __m512;
 constexpr std::size_t width = 16;
 constexpr std::size_t parts = 32;
 constexpr int bias = 0;
 constexpr float slack_of_level_square = 0.0F;
 constexpr float error_of_reciprocal_root = 0x1.01p-14F;
+using floats_t = registers_t<width>::floats_t;
+using ints_t = registers_t<width>::ints_t;
 
-ORN_OPERATION floats_t all(float x) { return _mm512_set1_ps(x); }
-ORN_OPERATION floats_t load(const float* from) { return _mm512_loadu_ps(from); }
-ORN_OPERATION void store(floats_t x, float* to) { _mm512_storeu_ps(to, x); }
 ORN_OPERATION floats_t fused(floats_t a, floats_t b, floats_t c) {
   return _mm512_fmadd_ps(a, b, c);
-}
-ORN_OPERATION floats_t fused_less(floats_t a, floats_t b, floats_t c) {
-  return _mm512_fmsub_ps(a, b, c);
 }
 ORN_OPERATION floats_t less_fused(floats_t c, floats_t a, floats_t b) {
   return _mm512_fnmadd_ps(a, b, c);
 }
-ORN_OPERATION floats_t absolute(floats_t x) { return _mm512_abs_ps(x); }
 ORN_OPERATION floats_t larger(floats_t a, floats_t b) { return _mm512_max_ps(a, b); }
 ORN_OPERATION floats_t smaller(floats_t a, floats_t b) { return _mm512_min_ps(a, b); }
 ORN_OPERATION floats_t square_root(floats_t x) { return _mm512_sqrt_ps(x); }
-ORN_OPERATION floats_t half_reciprocal_root(floats_t x) {
-  const __m512i bits = _mm512_castps_si512(_mm512_rsqrt14_ps(x));
-  return _mm512_castsi512_ps(_mm512_sub_epi32(bits, _mm512_set1_epi32(0x00800000)));
-}
-
+ORN_OPERATION floats_t reciprocal_root(floats_t x) { return _mm512_rsqrt14_ps(x); }
 ORN_OPERATION floats_t fraction(floats_t x) {
   return _mm512_getmant_ps(x, _MM_MANT_NORM_1_2, _MM_MANT_SIGN_nan);
 }
 ORN_OPERATION floats_t exponent(floats_t x) { return _mm512_getexp_ps(x); }
-
-struct table_t {
-  floats_t first, second;
-};
-ORN_OPERATION table_t table_of(const std::array<float, parts>& values) {
-  return {load(values.data()), load(values.data() + width)};
-}
-ORN_OPERATION floats_t look_up(const table_t& table, floats_t x) {
+ORN_OPERATION floats_t look_up(floats_t first, floats_t second, floats_t x) {
   const __m512i at = _mm512_srli_epi32(_mm512_castps_si512(x), 18);
-  return _mm512_permutex2var_ps(table.first, at, table.second);
+  return _mm512_permutex2var_ps(first, at, second);
 }
-
 ORN_OPERATION std::uint64_t unequal(floats_t a, floats_t b) {
   return _mm512_cmp_ps_mask(a, b, _CMP_NEQ_UQ);
 }
@@ -221,10 +183,12 @@ ORN_OPERATION std::uint64_t unanswered(floats_t /*x*/) {
 
 #include "basefunc/kernels/bounded/x86_registers.inc"
 
-#undef ORN_OPERATION
 #undef ORN_REGISTER_TARGET
 
 }  // namespace avx512
+
+#undef ORN_OPERATION
+
 }  // namespace orn::fmcw_demod_lib::kernels
 
 #endif

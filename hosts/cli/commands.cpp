@@ -26,13 +26,16 @@ void add_quantity(CLI::App& command, const std::string& name, std::optional<doub
 }  // namespace
 
 void describe_capture(CLI::App& command, capture_call_t& call) {
-  auto& options = call.options;
   command
       .add_option(
           "CAPTURE", call.path,
           "SigMF recording (either file, the stem or an archive), WAV file, raw samples, or "
           "'-': raw samples from standard input")
       ->required();
+  describe_reading(command, call.options);
+}
+
+void describe_reading(CLI::App& command, orn::fmcw_host::read_options_t& options) {
   add_quantity(command, "--fs", options.sample_rate, "Hz", "125M",
                "Sample rate where the file names none [Hz]");
   command.add_option("--format", options.format,

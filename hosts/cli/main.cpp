@@ -32,6 +32,8 @@ int run(int argc, char** argv) {
   app.require_subcommand(1);
   fmcw_cli::describe_analyze(app);
   fmcw_cli::describe_suggest(app);
+  fmcw_cli::describe_compare(app);
+  fmcw_cli::describe_limits(app);
   fmcw_cli::describe_info(app);
   fmcw_cli::describe_convert(app);
   fmcw_cli::describe_spectrum(app);

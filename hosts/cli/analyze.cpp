@@ -1,4 +1,6 @@
+#include "analyze_call.h"
 #include "commands.h"
+#include "common/capture/capture_names.h"
 #include "common/capture/statistics.h"
 #include "common/output/output_file.h"
 #include "common/spans/recording_analysis.h"
@@ -9,17 +11,17 @@
 #include "outputs.h"
 #include "program.h"
 #include "progress.h"
+#include "several.h"
 #include "table.h"
 #include "truth.h"
 #include "whole.h"
 
-#include <algorithm>
-#include <array>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <thread>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -28,73 +30,26 @@ namespace {
 
 using namespace orn::fmcw_host;
 
-/// The call of `fmcw analyze`.
-struct analyze_call_t {
-  capture_call_t capture;
-  settings_source_t settings;
-  bool automatic = false;
-  bool frames = false;
-  bool report = false;
-  unsigned jobs = 0;  ///< 0: one for each processor
-  std::string progress;
-  output_choice_t outputs;
-  std::string traces;
-  std::string trace_file;
-  std::string settling;
-};
-
-void check(const analyze_call_t& call) {
-  if (call.automatic && call.frames) {
-    throw input_error("--auto and --frames cannot both be given; allowed is one of them");
-  }
-  if (call.report && (call.outputs.against_truth || !call.outputs.json_file.empty() ||
-                      !call.outputs.csv_file.empty())) {
-    throw input_error("--report cannot be combined with --json, --csv or --truth");
-  }
-}
-
-void check_files(const analyze_call_t& call, const recording_t& recording) {
-  std::vector<std::string> inputs = recording.files();
-  inputs.push_back(call.settings.file);
-  const std::array outputs = {call.outputs.json_file, call.outputs.csv_file, call.trace_file};
-  check_outputs(inputs, outputs);
-}
-
-settings_source_t source_of(const analyze_call_t& call) {
-  settings_source_t source = call.settings;
-  if (call.automatic) {
-    source.assignments.emplace_back("search=automatic");
-  }
-  if (call.frames) {
-    source.assignments.emplace_back("search=frames");
-  }
-  return source;
-}
-
 std::optional<std::uint64_t> total_of(const recording_t& recording) {
   return recording.info().sample_count;
 }
 
-recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, outputs_t& outputs) {
-  const auto total = total_of(measurement.recording);
-  progress_t progress(total, call.progress == "json" ? progress_t::json : progress_t::line);
-  const unsigned jobs =
-      call.jobs > 0 ? call.jobs : std::max(std::thread::hardware_concurrency(), 1U);
-  recording_analysis_t analysis(
-      measurement.settings, jobs,
-      {[&](const chirp_t& chirp) { outputs.add(chirp); },
-       [&](const change_t& change) { outputs.add(change); },
-       [&](const analysis_progress_t& state) { progress.show(state.done); }},
-      total, measurement.proposal.coverage,
-      {call.settling.empty() ? settling_tolerance_t{} : parse_settling(call.settling, "--settling"),
-       measurement.recording.info().clip_levels});
-  const auto& segments = measurement.recording.segments();
-  for (std::size_t i = 0; i < segments.size(); ++i) {
-    const auto source = measurement.source(i);
-    analysis.analyze(segments[i], *source);
-  }
+settling_tolerance_t settling_of(const analyze_call_t& call) {
+  return call.settling.empty() ? settling_tolerance_t{}
+                               : parse_settling(call.settling, "--settling");
+}
+
+unsigned jobs_of(const analyze_call_t& call) { return call.jobs > 0 ? call.jobs : all_jobs(); }
+
+recording_totals_t run_shown(const analyze_call_t& call, measurement_t& measurement,
+                             listener_t listener) {
+  progress_t progress(total_of(measurement.recording),
+                      call.progress == "json" ? progress_t::json : progress_t::line);
+  listener.on_progress = [&](const analysis_progress_t& state) { progress.show(state.done); };
+  const recording_totals_t totals =
+      measure(measurement, jobs_of(call), listener, settling_of(call));
   progress.finish();
-  return analysis.totals();
+  return totals;
 }
 
 void tell_totals(const measurement_t& measurement, const recording_totals_t& totals) {
@@ -153,15 +108,24 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
   }
 }
 
-void analyze(analyze_call_t call) {
-  if (!call.traces.empty()) {
-    parse_traces(call.traces);
-    call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
+/// The limits that failed go to stderr where standard output is taken.
+void tell_failures(const outputs_t& outputs) {
+  for (const limit_outcome_t& outcome : outputs.judge().outcomes()) {
+    if (outcome.verdict() == verdict_t::fail) {
+      tell(failure_text(outcome).c_str());
+    }
   }
-  if (!call.settling.empty()) {
-    parse_settling(call.settling, "--settling");  // before any work
+}
+
+int status_of(const outputs_t& outputs, bool all_found) {
+  if (outputs.summary().chirp_count() == 0) {
+    return all_found ? no_chirps : run_failed;
   }
-  check(call);
+  const bool has_failed = outputs.judge().verdict() == verdict_t::fail;
+  return has_failed ? limit_failed : all_found ? 0 : run_failed;
+}
+
+int analyze_one(const analyze_call_t& call) {
   measurement_t measurement = open_measurement(call.capture, source_of(call));
   check_files(call, measurement.recording);
   if (call.report || !call.traces.empty()) {
@@ -179,32 +143,32 @@ void analyze(analyze_call_t call) {
     }
     if (!any) {
       tell("no chirps; without --report, the reason is told");
-      throw CLI::RuntimeError(no_chirps);
     }
-    return;
+    return any ? 0 : no_chirps;
   }
-  outputs_t outputs(call.outputs, measurement);
+  outputs_t outputs(call.outputs);
+  outputs.begin(measurement);
   if (measurement.is_proposed) {
     tell(proposal_text(measurement.proposal).c_str());
   }
-  const recording_totals_t totals = run(call, measurement, outputs);
-  const data_look_t look = look_at_recording(measurement.recording);
-  std::optional<diagnosis_t> diagnosis;
-  if (outputs.summary().chirp_count() == 0) {
-    diagnosis = diagnose(measurement.recording.info(), totals, measurement.settings,
-                         measurement.is_proposed, look);
-  } else if (look.kind != data_look_t::ordinary) {
-    tell((look_sentence(measurement.recording.info(), look) + "; are these chirps?").c_str());
-  }
-  outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance,
-                 diagnosis ? &*diagnosis : nullptr);
+  const auto add = [&](const auto& row) { outputs.add(row); };
+  const recording_totals_t totals =
+      run_shown(call, measurement, {.on_chirp = add, .on_change = add});
+  const auto diagnosis = examine(measurement, totals, outputs.summary().chirp_count(),
+                                 [](const std::string& text) { tell(text.c_str()); });
+  outputs.end(totals, measurement.settings.manager.get_demod_config().impedance,
+              diagnosis ? &*diagnosis : nullptr);
+  outputs.finish();
   tell_totals(measurement, totals);
   bool all_found = true;
   if (call.outputs.against_truth) {
     all_found = print_against_truth(std::cout, measurement.recording, measurement.settings,
                                     outputs.collected());
   }
-  if (!takes_stdout(call.outputs)) {
+  if (takes_stdout(call.outputs)) {
+    tell_failures(outputs);
+  } else {
+    outputs.print_verdicts(std::cout);
     print_notes(outputs.summary());
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
@@ -213,44 +177,50 @@ void analyze(analyze_call_t call) {
     tell_diagnosis(*diagnosis, call.capture);
   }
   outputs.commit(trace_file ? &*trace_file : nullptr);
-  if (!all_found || diagnosis) {
-    throw CLI::RuntimeError(all_found ? no_chirps : run_failed);
+  return status_of(outputs, all_found);
+}
+
+int analyze_all(const analyze_call_t& call, std::vector<std::string> names) {
+  outputs_t outputs(call.outputs);
+  return analyze_several(
+      {std::move(names), call.capture.options, source_of(call), jobs_of(call),
+       [&](const recording_t& recording) { check_files(call, recording); },
+       [&](measurement_t& measurement, unsigned jobs, const listener_t& listener, bool is_shown) {
+         return is_shown ? run_shown(call, measurement, listener)
+                         : measure(measurement, jobs, listener, settling_of(call));
+       },
+       tell_totals},
+      outputs);
+}
+
+void analyze(analyze_call_t call) {
+  capture_names_t captures = expand_captures(call.captures);
+  call.outputs.is_several = captures.is_several;
+  call.outputs.verdicts = verdict_choice_of(call.verdicts);
+  call.capture.path = captures.names.front();
+  call.capture.options.with_sha256 = !call.outputs.json_file.empty();
+  if (!call.annotate.empty() || call.in_place) {
+    call.outputs.annotation = {call.annotate, call.in_place};
+  }
+  if (!call.traces.empty()) {
+    parse_traces(call.traces);
+    call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
+  }
+  settling_of(call);  // before any work
+  check(call);
+  const int status =
+      captures.is_several ? analyze_all(call, std::move(captures.names)) : analyze_one(call);
+  if (status != 0) {
+    throw CLI::RuntimeError(status);
   }
 }
 
 }  // namespace
 
 void describe_analyze(CLI::App& app) {
-  auto* const command = app.add_subcommand("analyze", "Find and measure the chirps of a recording");
+  auto* const command = app.add_subcommand("analyze", "Find and measure the chirps of recordings");
   const auto call = std::make_shared<analyze_call_t>();
-  describe_capture(*command, call->capture);
-  describe_settings_source(*command, call->settings);
-  command->add_flag("--auto", call->automatic,
-                    "Choose limits that suit the recording (the default without limits or frames)");
-  command->add_flag("--frames", call->frames, "Analyse the library's own frames, not spans");
-  command->add_option("--jobs", call->jobs, "Number of threads; default: one for each processor")
-      ->check(CLI::Range(1, 4096));
-  command
-      ->add_option("--progress", call->progress,
-                   "line (the default, on a terminal) or json: a line of JSON after each span, on "
-                   "stderr")
-      ->check(CLI::IsMember({"line", "json"}));
-  command->add_flag("--all", call->outputs.all_figures, "Show every figure of every chirp");
-  command->add_flag("--selected", call->outputs.only_selected,
-                    "Only the chirps that chirp_start and chirp_count select");
-  command->add_flag("--truth", call->outputs.against_truth,
-                    "Compare with the chirps annotated in a synthetic recording");
-  command->add_option("--settling", call->settling,
-                      "When a chirp counts as settled: within 0.1% of the sweep or 50kHz, and with "
-                      "a comma 2deg; default: 1%,5deg");
-  command->add_flag("--report", call->report, "Print the library's own text of the result instead");
-  command->add_option("--json", call->outputs.json_file,
-                      "Write everything as JSON ('-': standard output)");
-  command->add_option("--csv", call->outputs.csv_file,
-                      "Write the chirps as CSV ('-': standard output)");
-  command->add_option("--traces", call->traces,
-                      "Write frequency,power,phase,spectrogram (or some) as .npz");
-  command->add_option("--npz", call->trace_file, "Where --traces go; default: CAPTURE.npz");
+  describe_call(*command, *call);
   command->callback([call] { analyze(*call); });
 }
 

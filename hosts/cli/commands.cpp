@@ -25,6 +25,8 @@ void describe_program(CLI::App& app) {
   app.require_subcommand(1);
   describe_analyze(app);
   describe_suggest(app);
+  describe_compare(app);
+  describe_limits(app);
   describe_info(app);
   describe_convert(app);
   describe_spectrum(app);
@@ -41,13 +43,16 @@ void parse_program(CLI::App& app, int argc, char** argv) {
 }
 
 void describe_capture(CLI::App& command, capture_call_t& call) {
-  auto& options = call.options;
   command
       .add_option(
           "CAPTURE", call.path,
           "SigMF recording (either file, the stem or an archive), WAV file, raw samples, or "
           "'-': raw samples from standard input")
       ->required();
+  describe_reading(command, call.options);
+}
+
+void describe_reading(CLI::App& command, orn::fmcw_host::read_options_t& options) {
   add_quantity(command, "--fs", options.sample_rate, {"Hz", "above 0", "125M"},
                "Sample rate where the file names none");
   command.add_option("--format", options.format,

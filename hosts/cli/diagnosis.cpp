@@ -43,6 +43,22 @@ std::string command_text(const capture_call_t& capture, const std::string& chang
   return text + " " + change;
 }
 
+std::optional<orn::fmcw_host::diagnosis_t> examine(
+    const measurement_t& measurement, const orn::fmcw_host::recording_totals_t& totals,
+    std::uint64_t chirp_count, const std::function<void(const std::string&)>& remark) {
+  using orn::fmcw_host::data_look_t;
+  const auto& info = measurement.recording.info();
+  const data_look_t look = orn::fmcw_host::look_at_recording(measurement.recording);
+  if (chirp_count == 0) {
+    return orn::fmcw_host::diagnose(info, totals, measurement.settings, measurement.is_proposed,
+                                    look);
+  }
+  if (look.kind != data_look_t::ordinary) {
+    remark(look_sentence(info, look) + "; are these chirps?");
+  }
+  return std::nullopt;
+}
+
 void tell_diagnosis(const orn::fmcw_host::diagnosis_t& diagnosis, const capture_call_t& capture) {
   tell(("no chirps: " + diagnosis.sentence).c_str());
   tell(diagnosis.counts.c_str());

@@ -10,6 +10,7 @@ namespace fmcw_cli {
 /// Exit status beside 0.
 inline constexpr int run_failed = 1;
 inline constexpr int wrong_call = 2;
+inline constexpr int limit_failed = 3;
 inline constexpr int no_chirps = 4;
 
 /// From here on, signals that end the program remove unfinished files first, a reader that goes

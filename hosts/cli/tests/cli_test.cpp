@@ -197,7 +197,7 @@ TEST_F(Fmcw, WritesEverythingAndNumbersRoundTrip) {
   EXPECT_TRUE(line.starts_with(
       "capture,chirp,direction,first_sample,last_sample,selected,start_s,stop_s,length_s,"))
       << line;
-  EXPECT_TRUE(line.ends_with(",flags"));
+  EXPECT_TRUE(line.ends_with(",flags,start_datetime"));
   for (const json& chirp : chirps) {
     ASSERT_TRUE(std::getline(csv, line));
     std::istringstream cells(line);

@@ -272,6 +272,21 @@ opened_files_t open_archive(const std::string& path) {
   return files;
 }
 
+/// Digest of the first `size` bytes of the dataset.
+template <class Hash>
+std::string digest_of(const opened_files_t& files, std::uint64_t size) {
+  Hash hash;
+  std::vector<std::byte> bytes(1U << 20U);
+  for (std::uint64_t done = 0; done != size;) {
+    const auto part = std::span(bytes).first(
+        static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), size - done)));
+    files.data->read(files.data_offset + done, part);
+    hash.add(part);
+    done += part.size();
+  }
+  return hash.digest();
+}
+
 }  // namespace
 
 opened_files_t open_files(const std::string& path, const std::string& format) {
@@ -322,20 +337,16 @@ std::vector<std::string> paths_of(const opened_files_t& files) {
   return paths;
 }
 
+std::string sha256_of(const opened_files_t& files) {
+  const bool is_described = files.description_text.open != nullptr;
+  return digest_of<sha256_t>(files, is_described ? files.data_size : files.data->size());
+}
+
 void check_sha512(const opened_files_t& files) {
   if (files.sha512.empty()) {
     throw input_error_t("{}: names no core:sha512 to compare with", files.name);
   }
-  sha512_t sha512;
-  std::vector<std::byte> bytes(1U << 20U);
-  for (std::uint64_t done = 0; done != files.data_size;) {
-    const auto part = std::span(bytes).first(
-        static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), files.data_size - done)));
-    files.data->read(files.data_offset + done, part);
-    sha512.add(part);
-    done += part.size();
-  }
-  const std::string digest = sha512.digest();
+  const std::string digest = digest_of<sha512_t>(files, files.data_size);
   if (digest != files.sha512) {
     throw input_error_t("{}: its samples have the SHA-512 {}; core:sha512 promises {}", files.name,
                         digest, files.sha512);

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 namespace orn::fmcw_host {
 
@@ -16,6 +18,12 @@ struct chirp_flag_t {
   static constexpr std::uint32_t unlike = 4;  ///< unlike its neighbours, see neighbour_check_t
   static constexpr std::uint32_t nonfinite = 8;  ///< a sample inside is not finite
   static constexpr std::uint32_t clipped = 16;   ///< a sample inside reached the converter's end
+};
+
+/// What stands beside a chirp's figures in a row.
+struct row_remarks_t {
+  std::string datetime;      ///< of its first sample, ISO 8601; empty: not known
+  std::string_view verdict;  ///< "pass" or "fail"; empty: no limit concerns it
 };
 
 /// One measured chirp of a recording: a row of every table.

@@ -1,9 +1,11 @@
+#include "analyze_call.h"
 #include "commands.h"
+#include "common/capture/capture_names.h"
 #include "common/capture/statistics.h"
 #include "common/output/output_file.h"
 #include "common/spans/recording_analysis.h"
 #include "common/spans/trace_file.h"
-#include "common/spans/whole_analysis.h"
+#include "diagnosis.h"
 #include "errors.h"
 #include "help.h"
 #include "measurement.h"
@@ -11,18 +13,18 @@
 #include "outputs.h"
 #include "program.h"
 #include "progress.h"
+#include "several.h"
 #include "table.h"
+#include "terminal.h"
 #include "truth.h"
+#include "whole.h"
 
-#include <fmcw_demod/report.h>
-
-#include <algorithm>
-#include <array>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <thread>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -31,99 +33,34 @@ namespace {
 
 using namespace orn::fmcw_host;
 
-/// The call of `fmcw analyze`.
-struct analyze_call_t {
-  capture_call_t capture;
-  settings_source_t settings;
-  bool automatic = false;
-  bool frames = false;
-  bool report = false;
-  unsigned jobs = 0;  ///< 0: one for each processor
-  std::string progress;
-  output_choice_t outputs;
-  std::string traces;
-  std::string trace_file;
-};
-
-void check(const analyze_call_t& call) {
-  if (call.automatic && call.frames) {
-    throw input_error("--auto and --frames cannot both be given; allowed is one of them");
-  }
-  if (call.report && (call.outputs.against_truth || !call.outputs.json_file.empty() ||
-                      !call.outputs.csv_file.empty())) {
-    throw input_error("--report cannot be combined with --json, --csv or --truth");
-  }
-}
-
-void check_files(const analyze_call_t& call, const recording_t& recording) {
-  std::vector<std::string> inputs = recording.files();
-  inputs.push_back(call.settings.file);
-  const std::array outputs = {call.outputs.json_file, call.outputs.csv_file, call.trace_file};
-  check_outputs(inputs, outputs);
-}
-
-settings_source_t source_of(const analyze_call_t& call) {
-  settings_source_t source = call.settings;
-  if (call.automatic) {
-    source.assignments.emplace_back("search=automatic");
-  }
-  if (call.frames) {
-    source.assignments.emplace_back("search=frames");
-  }
-  return source;
-}
-
 std::optional<std::uint64_t> total_of(const recording_t& recording) {
   return recording.info().sample_count;
 }
 
-recording_totals_t run(const analyze_call_t& call, measurement_t& measurement, outputs_t& outputs) {
-  const auto total = total_of(measurement.recording);
-  progress_t progress("analysed", total,
+settling_tolerance_t settling_of(const analyze_call_t& call) {
+  return call.settling.empty() ? settling_tolerance_t{}
+                               : parse_settling(call.settling, "--settling");
+}
+
+unsigned jobs_of(const analyze_call_t& call) { return call.jobs > 0 ? call.jobs : all_jobs(); }
+
+recording_totals_t run_shown(const analyze_call_t& call, measurement_t& measurement,
+                             listener_t listener) {
+  progress_t progress("analysed", total_of(measurement.recording),
                       call.progress == "json" ? progress_t::json : progress_t::line);
-  const unsigned jobs =
-      call.jobs > 0 ? call.jobs : std::max(std::thread::hardware_concurrency(), 1U);
-  recording_analysis_t analysis(measurement.settings, jobs,
-                                {[&](const chirp_t& chirp) { outputs.add(chirp); },
-                                 [&](const analysis_progress_t& state) {
-                                   progress.show(state.done, outputs.summary().chirp_count());
-                                 }},
-                                total, measurement.proposal.coverage);
-  const auto& segments = measurement.recording.segments();
-  for (std::size_t i = 0; i < segments.size(); ++i) {
-    const auto source = measurement.source(i);
-    analysis.analyze(segments[i], *source);
-  }
+  std::uint64_t count = 0;
+  listener.on_chirp = [&, on_chirp = std::move(listener.on_chirp)](const chirp_t& chirp) {
+    ++count;
+    on_chirp(chirp);
+  };
+  listener.on_progress = [&](const analysis_progress_t& state) {
+    progress.show(state.done, count);
+  };
+  const recording_totals_t totals =
+      measure(measurement, jobs_of(call), listener, settling_of(call));
+  progress.show(totals.sample_count, count);  // the last rows come behind the last span
   progress.finish();
-  return analysis.totals();
-}
-
-/// The part taken, in memory whole.
-std::vector<orn::fmcw_demod_lib::sample_t> read_whole(const measurement_t& measurement) {
-  const recording_t& recording = measurement.recording;
-  if (recording.segments().size() != 1 || !total_of(recording)) {
-    throw input_error(
-        "{}: --traces and --report take one segment of a file; this has {}: choose a part with "
-        "--from and --for",
-        recording.info().name,
-        total_of(recording) ? fmt::format("{} segments", recording.segments().size())
-                            : std::string("no known length"));
-  }
-  std::vector<orn::fmcw_demod_lib::sample_t> samples;
-  resize_for("the samples", samples, static_cast<std::size_t>(*total_of(recording)));
-  recording.source(0)->read(samples);
-  return samples;
-}
-
-void write_trace_file(const analyze_call_t& call, const measurement_t& measurement) {
-  const trace_choice_t choice = parse_traces(call.traces);
-  const auto result =
-      analyze_whole(measurement.settings, read_whole(measurement), choice.spectrogram);
-  const double rate = measurement.recording.info().sample_rate;
-  const double start =
-      static_cast<double>(measurement.recording.segments().front().first_sample) / rate;
-  write_output(call.trace_file,
-               [&](std::ostream& out) { write_traces(out, result, choice, start, rate); });
+  return totals;
 }
 
 void tell_totals(const measurement_t& measurement, const recording_totals_t& totals) {
@@ -135,15 +72,32 @@ void tell_totals(const measurement_t& measurement, const recording_totals_t& tot
                     static_cast<double>(*totals.first_nonfinite) / rate));
   }
   for (const change_t& change : totals.changes) {
-    const double seconds = static_cast<double>(change.first_sample) / rate;
-    tell_note(
-        fmt::format("about {:.6g} s on: {}, which these settings leave out; look there with --from "
-                    "{}",
-                    seconds, group_text(change.others), change.first_sample));
+    tell_note(change_text(change));
   }
   if (totals.uncovered_count > 0) {
     tell_note(fmt::format("{} samples ({:.6g} s) are covered by no frame", totals.uncovered_count,
                           static_cast<double>(totals.uncovered_count) / rate));
+  }
+}
+
+void print_note(const std::string& note) {
+  for (const std::string& line : wrapped(note, width_of().value_or(note.size()))) {
+    std::cout << line << '\n';
+  }
+}
+
+void print_notes(const summary_t& summary) {
+  for (std::size_t i = 0; i < flag_table.size(); ++i) {
+    if (const std::uint64_t count = summary.flag_counts()[i]; count > 0) {
+      print_note(fmt::format("{}: {} of {} chirps: {}", flag_table[i].word, count,
+                             summary.chirp_count(), flag_table[i].meaning));
+    }
+  }
+  if (summary.uneven_count() > 0) {
+    print_note(fmt::format(
+        "bandwidth: in {} of {} chirps it differs from the sweep, slope times length, by more than "
+        "5 %: noise adds to the bandwidth, not to the sweep",
+        summary.uneven_count(), summary.chirp_count()));
   }
 }
 
@@ -163,83 +117,124 @@ void print_summary(const measurement_t& measurement, const summary_t& summary,
                              with_unit(summary.power_peak(), "dBm"))
               << fmt::format("switching time, std. dev. {}\n",
                              with_unit(summary.switching_time_std(), "s"))
+              << fmt::format("  without first chirps    {}\n", with_unit(summary.gap_std(), "s"))
               << fmt::format("mean frequency            {}\n", with_unit(summary.freq_avg(), "Hz"));
   }
 }
 
-void analyze(analyze_call_t call) {
-  if (!call.traces.empty()) {
-    parse_traces(call.traces);
-    call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
+/// The limits that failed go to stderr where standard output is taken.
+void tell_failures(const outputs_t& outputs) {
+  for (const limit_outcome_t& outcome : outputs.judge().outcomes()) {
+    if (outcome.verdict() == verdict_t::fail) {
+      tell(failure_text(outcome).c_str());
+    }
   }
-  check(call);
-  measurement_t measurement = prepare_measurement(call.capture, source_of(call));
+}
+
+int status_of(const outputs_t& outputs, bool all_found) {
+  if (outputs.summary().chirp_count() == 0) {
+    return all_found ? no_chirps : run_failed;
+  }
+  const bool has_failed = outputs.judge().verdict() == verdict_t::fail;
+  return has_failed ? limit_failed : all_found ? 0 : run_failed;
+}
+
+int analyze_one(const analyze_call_t& call) {
+  measurement_t measurement = open_measurement(call.capture, source_of(call));
   check_files(call, measurement.recording);
+  if (call.report || !call.traces.empty()) {
+    check_whole(measurement, call.report || parse_traces(call.traces).spectrogram);
+  }
+  look_for_settings(measurement);
+  std::optional<output_file_t> trace_file;
   if (!call.traces.empty()) {
-    write_trace_file(call, measurement);
+    write_trace_file(measurement, call.traces, trace_file.emplace(call.trace_file));
   }
   if (call.report) {
-    std::cout << analyze_whole(measurement.settings, read_whole(measurement), true);
-    return;
+    const bool any = print_report(measurement);
+    if (trace_file) {
+      trace_file->commit();
+    }
+    if (!any) {
+      tell("no chirps; without --report, the reason is told");
+    }
+    return any ? 0 : no_chirps;
   }
-  outputs_t outputs(call.outputs, measurement);
+  outputs_t outputs(call.outputs);
+  outputs.begin(measurement);
   if (measurement.is_proposed) {
     tell_note(proposal_text(measurement.proposal));
   }
-  const recording_totals_t totals = run(call, measurement, outputs);
-  outputs.finish(totals, measurement.settings.manager.get_demod_config().impedance);
+  const auto add = [&](const auto& row) { outputs.add(row); };
+  const recording_totals_t totals =
+      run_shown(call, measurement, {.on_chirp = add, .on_change = add});
+  const auto diagnosis = examine(measurement, totals, outputs.summary().chirp_count(),
+                                 [](const std::string& text) { tell_note(text); });
+  outputs.end(totals, measurement.settings.manager.get_demod_config().impedance,
+              diagnosis ? &*diagnosis : nullptr);
+  outputs.finish();
   tell_totals(measurement, totals);
   bool all_found = true;
   if (call.outputs.against_truth) {
     all_found = print_against_truth(std::cout, measurement.recording, measurement.settings,
                                     outputs.collected());
   }
-  if (!takes_stdout(call.outputs)) {
+  if (takes_stdout(call.outputs)) {
+    tell_failures(outputs);
+  } else {
+    outputs.print_verdicts(std::cout);
+    print_notes(outputs.summary());
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }
-  if (!all_found || outputs.summary().chirp_count() == 0) {
-    throw CLI::RuntimeError(all_found ? no_chirps : run_failed);
+  if (diagnosis) {
+    tell_diagnosis(*diagnosis, call.capture);
+  }
+  outputs.commit(trace_file ? &*trace_file : nullptr);
+  return status_of(outputs, all_found);
+}
+
+int analyze_all(const analyze_call_t& call, std::vector<std::string> names) {
+  outputs_t outputs(call.outputs);
+  return analyze_several(
+      {std::move(names), call.capture.options, source_of(call), jobs_of(call),
+       [&](const recording_t& recording) { check_files(call, recording); },
+       [&](measurement_t& measurement, unsigned jobs, const listener_t& listener, bool is_shown) {
+         return is_shown ? run_shown(call, measurement, listener)
+                         : measure(measurement, jobs, listener, settling_of(call));
+       },
+       tell_totals},
+      outputs);
+}
+
+void analyze(analyze_call_t call) {
+  capture_names_t captures = expand_captures(call.captures);
+  call.outputs.is_several = captures.is_several;
+  call.outputs.verdicts = verdict_choice_of(call.verdicts);
+  call.capture.path = captures.names.front();
+  call.capture.options.with_sha256 = !call.outputs.json_file.empty();
+  if (!call.annotate.empty() || call.in_place) {
+    call.outputs.annotation = {call.annotate, call.in_place};
+  }
+  if (!call.traces.empty()) {
+    parse_traces(call.traces);
+    call.trace_file = call.trace_file.empty() ? call.capture.path + ".npz" : call.trace_file;
+  }
+  settling_of(call);  // before any work
+  check(call);
+  const int status =
+      captures.is_several ? analyze_all(call, std::move(captures.names)) : analyze_one(call);
+  if (status != 0) {
+    throw CLI::RuntimeError(status);
   }
 }
 
 }  // namespace
 
 void describe_analyze(CLI::App& app) {
-  auto* const command = app.add_subcommand("analyze", "Find and measure the chirps of a recording");
+  auto* const command = app.add_subcommand("analyze", "Find and measure the chirps of recordings");
   const auto call = std::make_shared<analyze_call_t>();
-  describe_capture(*command, call->capture);
-  describe_settings_source(*command, call->settings);
-  command->add_flag("--auto", call->automatic,
-                    "Choose limits that suit the recording (the default without limits or frames)");
-  command->add_flag("--frames", call->frames, "Analyse the library's own frames, not spans");
-  command->add_option("--jobs", call->jobs, "Number of threads; default: one for each processor")
-      ->check(CLI::Range(1, 4096));
-  command
-      ->add_option("--progress", call->progress,
-                   "line (the default, on a terminal) or json: a line of JSON after each span, on "
-                   "stderr")
-      ->check(CLI::IsMember({"line", "json"}));
-  command->add_flag("--all", call->outputs.all_figures, "Show every figure of every chirp");
-  command->add_flag("--selected", call->outputs.only_selected,
-                    "Only the chirps that chirp_start and chirp_count select");
-  command->add_flag("--truth", call->outputs.against_truth,
-                    "Compare with the chirps annotated in a synthetic recording");
-  command->add_flag("--report", call->report, "Print the library's own text of the result instead");
-  command
-      ->add_option("--json", call->outputs.json_file,
-                   "Write everything as JSON ('-': standard output)")
-      ->type_name(file_type);
-  command
-      ->add_option("--csv", call->outputs.csv_file,
-                   "Write the chirps as CSV ('-': standard output)")
-      ->type_name(file_type);
-  command
-      ->add_option("--traces", call->traces,
-                   "Write frequency,power,phase,spectrogram (or some) as .npz")
-      ->type_name("LIST");
-  command->add_option("--npz", call->trace_file, "Where --traces go; default: CAPTURE.npz")
-      ->type_name(file_type);
+  describe_call(*command, *call);
   add_examples(
       *command,
       {

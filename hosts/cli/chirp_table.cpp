@@ -1,5 +1,7 @@
 #include "chirp_table.h"
 
+#include "common/figures/flags.h"
+#include "common/output/text.h"
 #include "table.h"
 #include "terminal.h"
 
@@ -7,6 +9,8 @@
 #include <array>
 #include <cmath>
 #include <iterator>
+#include <limits>
+#include <string>
 #include <utility>
 
 #include <fmt/format.h>
@@ -31,20 +35,30 @@ int decimals_for(double rate, double factor) {
 
 }  // namespace
 
-chirp_table_t::chirp_table_t(std::ostream& out, double rate, bool all_figures, bool with_rf)
-    : out_(out), rate_(rate), all_figures_(all_figures) {
+chirp_table_t::chirp_table_t(std::ostream& out, const table_columns_t& columns)
+    : out_(out), columns_(columns) {
   for (const figure_t& figure : figure_table()) {
-    if ((all_figures || figure.chief) && (with_rf || !needs_centre(figure))) {
+    if ((columns.all_figures || figure.chief) && (columns.with_rf || !needs_centre(figure))) {
       figures_.push_back(&figure);
     }
   }
 }
 
-void chirp_table_t::add(const chirp_t& chirp) {
-  held_.push_back(chirp);
+void chirp_table_t::begin_capture(const std::string& capture, double rate) {
+  capture_ = printable(capture);
+  rate_ = std::max(rate_, rate);
+}
+
+void chirp_table_t::add(const chirp_t& chirp, std::string_view verdict) {
+  held_.push_back({columns_.with_capture ? capture_ : "", chirp, verdict});
   if (held_.size() == block_rows) {
     put_block();
   }
+}
+
+void chirp_table_t::add_line(const std::string& text) {
+  put_block();
+  out_ << text << '\n';
 }
 
 void chirp_table_t::finish() {
@@ -59,38 +73,45 @@ void chirp_table_t::finish() {
 
 chirp_table_t::column_t chirp_table_t::column(const figure_t& figure) const {
   std::vector<double> values;
-  std::transform(held_.begin(), held_.end(), std::back_inserter(values), figure.get);
+  std::transform(held_.begin(), held_.end(), std::back_inserter(values), [&](const row_t& row) {
+    const bool is_known = row.chirp.centre || !needs_centre(figure);
+    return is_known ? figure.get(row.chirp) : std::numeric_limits<double>::quiet_NaN();
+  });
   const scaled_unit_t scale(std::string(figure.unit), values);
   column_t column{std::string(figure.title), scale.unit, {}};
-  const bool is_place = figure.column == "start_s" || figure.column == "stop_s";
+  const bool is_place = orn::fmcw_host::is_place(figure);
   const int decimals = decimals_for(rate_, scale.factor);
   std::transform(values.begin(), values.end(), std::back_inserter(column.cells), [&](double value) {
-    return is_place ? fmt::format("{:.{}f}", value * scale.factor, decimals) : scale.format(value);
+    return std::isnan(value) ? "-"
+           : is_place        ? fmt::format("{:.{}f}", value * scale.factor, decimals)
+                             : scale.format(value);
   });
   return column;
 }
 
-chirp_table_t::column_t chirp_table_t::flag_column() const {
-  column_t column{"flags", "", {}};
-  std::transform(held_.begin(), held_.end(), std::back_inserter(column.cells), [](const auto& c) {
-    return c.flags != 0 ? styled(flag_words(c), style_t::yellow) : "-";
-  });
+template <class Text>
+chirp_table_t::column_t chirp_table_t::text_column(const char* name, Text text) const {
+  column_t column{name, "", {}};
+  std::transform(held_.begin(), held_.end(), std::back_inserter(column.cells),
+                 [&](const row_t& row) {
+                   const std::string cell(text(row));
+                   return cell.empty() ? "-" : cell;
+                 });
   return column;
 }
 
 void chirp_table_t::put_rows(const std::vector<column_t>& columns) {
-  std::vector<std::string> head = {"#"};
+  std::vector<std::string> head;
+  std::transform(columns.begin(), columns.end(), std::back_inserter(head), [](const column_t& c) {
+    return c.unit.empty() ? c.name : fmt::format("{} [{}]", c.name, c.unit);
+  });
+  // What names a chirp, its first figure and what is said of it always stay.
+  const std::size_t first = number_column() + 1;
   std::vector<std::size_t> order;
-  for (const column_t& column : columns) {
-    head.push_back(column.unit.empty() ? column.name
-                                       : fmt::format("{} [{}]", column.name, column.unit));
-  }
-  // The number, the first figure and the flags always stay.
-  const std::size_t last = figures_.size();
   for (const bool is_least : {true, false}) {
-    for (std::size_t i = last; i > 1; --i) {
+    for (std::size_t i = first + figures_.size() - 1; i > first; --i) {
       const bool is_listed =
-          std::count(least_important.begin(), least_important.end(), columns[i - 1].name) != 0;
+          std::count(least_important.begin(), least_important.end(), columns[i].name) != 0;
       if (is_listed == is_least) {
         order.push_back(i);
       }
@@ -98,10 +119,9 @@ void chirp_table_t::put_rows(const std::vector<column_t>& columns) {
   }
   table_t table(std::move(head));
   for (std::size_t i = 0; i < held_.size(); ++i) {
-    std::vector<std::string> row = {std::to_string(held_[i].number)};
-    for (const column_t& column : columns) {
-      row.push_back(column.cells[i]);
-    }
+    std::vector<std::string> row;
+    std::transform(columns.begin(), columns.end(), std::back_inserter(row),
+                   [&](const column_t& column) { return column.cells[i]; });
     table.add(std::move(row));
   }
   for (const std::string& heading : table.fit(order)) {
@@ -117,30 +137,32 @@ void chirp_table_t::put_turned(const std::vector<column_t>& columns) {
     names = std::max(names, column.name.size());
     units = std::max(units, column.unit.size());
   }
-  const std::size_t room = width_of().value_or(usual_width);
-  std::size_t begin = 0;
-  while (begin < held_.size()) {
-    std::size_t end = begin;
-    for (std::size_t used = names + 2 + units; end < held_.size(); ++end) {
-      std::size_t width = std::to_string(held_[end].number).size();
-      for (const column_t& column : columns) {
-        width = std::max(width, shown_width(column.cells[end]));
-      }
-      used += 2 + width;
-      if (used > room && end > begin) {
-        break;
-      }
-    }
-    std::vector<std::string> head = {"#", ""};
-    for (std::size_t i = begin; i < end; ++i) {
-      head.push_back(std::to_string(held_[i].number));
-    }
-    table_t table(std::move(head), table_t::turned);
+  const auto width_at = [&](std::size_t chirp) {
+    std::size_t width = 0;
     for (const column_t& column : columns) {
-      std::vector<std::string> row = {column.name, column.unit};
+      width = std::max(width, shown_width(column.cells[chirp]));
+    }
+    return width;
+  };
+  const column_t& numbers = columns[number_column()];
+  const std::size_t room = width_of().value_or(usual_width);
+  for (std::size_t begin = 0; begin < held_.size();) {
+    std::size_t end = begin;
+    std::size_t used = names + 2 + units;
+    do {
+      used += 2 + width_at(end++);
+    } while (end < held_.size() && used + 2 + width_at(end) <= room);
+    const auto row_of = [&](const column_t& column, const std::string& unit) {
+      std::vector<std::string> row = {column.name, unit};
       row.insert(row.end(), column.cells.begin() + static_cast<std::ptrdiff_t>(begin),
                  column.cells.begin() + static_cast<std::ptrdiff_t>(end));
-      table.add(std::move(row));
+      return row;
+    };
+    table_t table(row_of(numbers, ""), table_t::turned);
+    for (const column_t& column : columns) {
+      if (&column != &numbers) {
+        table.add(row_of(column, column.unit));
+      }
     }
     out_ << (any_ ? "\n" : "") << table;
     any_ = true;
@@ -153,12 +175,23 @@ void chirp_table_t::put_block() {
     return;
   }
   std::vector<column_t> columns;
+  if (columns_.with_capture) {
+    columns.push_back(text_column("capture", [](const row_t& row) { return row.capture; }));
+  }
+  columns.push_back(
+      text_column("#", [](const row_t& row) { return std::to_string(row.chirp.number); }));
   std::transform(figures_.begin(), figures_.end(), std::back_inserter(columns),
                  [&](const figure_t* figure) { return column(*figure); });
-  if (std::any_of(held_.begin(), held_.end(), [](const chirp_t& c) { return c.flags != 0; })) {
-    columns.push_back(flag_column());
+  if (std::any_of(held_.begin(), held_.end(),
+                  [](const row_t& row) { return row.chirp.flags != 0; })) {
+    columns.push_back(text_column("flags", [](const row_t& row) {
+      return row.chirp.flags != 0 ? styled(flag_words(row.chirp), style_t::yellow) : "";
+    }));
   }
-  all_figures_ ? put_turned(columns) : put_rows(columns);
+  if (columns_.with_verdict) {
+    columns.push_back(text_column("verdict", [](const row_t& row) { return row.verdict; }));
+  }
+  columns_.all_figures ? put_turned(columns) : put_rows(columns);
   any_ = true;
   held_.clear();
 }

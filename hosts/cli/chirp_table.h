@@ -7,20 +7,34 @@
 #include <ostream>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace fmcw_cli {
+
+/// The columns of a table.
+struct table_columns_t {
+  bool all_figures = false;  ///< a line each, the chirps side by side, else a line for each chirp
+                             ///< with the chief figures that there is room for
+  bool with_rf = false;      ///< a centre frequency is known, or may be
+  bool with_capture = false;
+  bool with_verdict = false;
+};
 
 /// A table of chirps for people, within the width of the output where that is known. Rows are held
 /// until there are enough to choose units and widths by, so any number of them takes little memory.
 class chirp_table_t {
  public:
-  /// rate         of the recording [Hz]; starts are shown to a sample
-  /// all_figures  every figure, a line each with the chirps side by side, else a line for each
-  ///              chirp with the chief figures that there is room for
-  chirp_table_t(std::ostream& out, double rate, bool all_figures, bool with_rf);
+  chirp_table_t(std::ostream& out, const table_columns_t& columns);
 
-  void add(const orn::fmcw_host::chirp_t& chirp);
+  /// The rows that follow are of that capture.
+  /// rate  of the recording [Hz]; starts are shown to a sample
+  void begin_capture(const std::string& capture, double rate);
+
+  void add(const orn::fmcw_host::chirp_t& chirp, std::string_view verdict = "");
+
+  /// A line of text between the rows.
+  void add_line(const std::string& text);
 
   /// Writes what is held, and what there was no room for; a line where there was no chirp at all.
   void finish();
@@ -31,16 +45,25 @@ class chirp_table_t {
     std::vector<std::string> cells;  ///< of the chirps held
   };
   void put_block();
+  std::size_t number_column() const { return columns_.with_capture ? 1 : 0; }
   void put_rows(const std::vector<column_t>& columns);
   void put_turned(const std::vector<column_t>& columns);
   column_t column(const orn::fmcw_host::figure_t& figure) const;
-  column_t flag_column() const;
+  /// A column of text; nothing shows as "-".
+  template <class Text>
+  column_t text_column(const char* name, Text text) const;
 
+  struct row_t {
+    std::string capture;
+    orn::fmcw_host::chirp_t chirp;
+    std::string_view verdict;
+  };
   std::ostream& out_;
-  double rate_;
-  bool all_figures_;
+  table_columns_t columns_;
+  std::string capture_;
+  double rate_ = 0.0;  ///< the highest so far
   std::vector<const orn::fmcw_host::figure_t*> figures_;
-  std::vector<orn::fmcw_host::chirp_t> held_;
+  std::vector<row_t> held_;
   bool any_ = false;
   std::set<std::string> left_out_;  ///< names of columns that there was no room for
 };

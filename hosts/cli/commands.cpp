@@ -1,36 +1,17 @@
 #include "commands.h"
 
 #include "common/capture/datatype.h"
-#include "common/settings/units.h"
 #include "errors.h"
 #include "help.h"
 #include "option_text.h"
 #include "program.h"
+#include "quantity_option.h"
 
-#include <fmt/format.h>
+#include <algorithm>
+#include <span>
+#include <string_view>
 
 namespace fmcw_cli {
-namespace {
-
-/// Adds an option whose value may have a unit.
-void add_quantity(CLI::App& command, const std::string& name, std::optional<double>& value,
-                  const std::string& unit, const std::string& example,
-                  const std::string& description) {
-  auto* const option = command.add_option_function<std::string>(
-      name,
-      [&value, name, unit, example](const std::string& text) {
-        value = orn::fmcw_host::parse_quantity(text, unit);
-        if (!value) {
-          throw input_error("{} cannot be '{}'; allowed is a number [{}], such as {}", name, text,
-                            unit, example);
-        }
-      },
-      description);
-  option->type_name("QUANTITY");
-}
-
-}  // namespace
-
 void describe_program(CLI::App& app) {
   app.name("fmcw");
   app.description("Analyses captured FMCW signals: finds radar chirps and measures each one.");
@@ -40,6 +21,8 @@ void describe_program(CLI::App& app) {
   describe_format(app);
   describe_analyze(app);
   describe_suggest(app);
+  describe_compare(app);
+  describe_limits(app);
   describe_info(app);
   describe_convert(app);
   describe_spectrum(app);
@@ -56,8 +39,19 @@ void describe_program(CLI::App& app) {
                      {"fmcw help analyze", "what a command takes"}});
 }
 
+void parse_program(CLI::App& app, int argc, char** argv) {
+  // The first word names the command, behind what may stand before it.
+  const auto words = std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0);
+  const auto word = std::find_if(words.begin(), words.end(), [](const std::string_view text) {
+    return text != "-q" && text != "--quiet";
+  });
+  if (word != words.end() && **word != '-') {
+    command_named(app, *word);
+  }
+  app.parse(argc, argv);
+}
+
 void describe_capture(CLI::App& command, capture_call_t& call) {
-  auto& options = call.options;
   command
       .add_option(
           "CAPTURE", call.path,
@@ -65,16 +59,20 @@ void describe_capture(CLI::App& command, capture_call_t& call) {
           "'-': raw samples from standard input")
       ->required()
       ->type_name(file_type);
-  add_quantity(command, "--fs", options.sample_rate, "Hz", "125M",
-               "Sample rate where the file names none [Hz]");
+  describe_reading(command, call.options);
+}
+
+void describe_reading(CLI::App& command, orn::fmcw_host::read_options_t& options) {
+  add_quantity(command, "--fs", options.sample_rate, {"Hz", "above 0", "125M"},
+               "Sample rate where the file names none");
   command
       .add_option("--format", options.format,
                   "Format of raw samples: " + orn::fmcw_host::datatype_names() + ", wav")
       ->type_name(format_type);
-  add_quantity(command, "--centre", options.centre, "Hz", "77GHz",
-               "RF frequency of 0 Hz where the file names none [Hz]");
-  add_quantity(command, "--full-scale", options.full_scale, "V", "0.5V",
-               "Peak voltage that 1.0 stands for [V]; powers are uncalibrated without");
+  add_quantity(command, "--centre", options.centre, {"Hz", "any", "77GHz"},
+               "RF frequency of 0 Hz where the file names none");
+  add_quantity(command, "--full-scale", options.full_scale, {"V", "above 0", "0.5V"},
+               "Peak voltage that 1.0 stands for; powers are uncalibrated without");
   command.add_option("--from", options.from, "Where to begin: 20ms, or a number of samples")
       ->type_name("TIME");
   command.add_option("--for", options.duration, "How much to take: 20ms, or a number of samples")

@@ -22,16 +22,6 @@ int fail(int status, const char* message) noexcept {
   return status;
 }
 
-/// The first word names the command, behind what may stand before it.
-void check_command(const CLI::App& app, const std::vector<std::string>& words) {
-  const auto word = std::find_if(words.begin(), words.end(), [](const std::string& text) {
-    return text != "-q" && text != "--quiet";
-  });
-  if (word != words.end() && !word->starts_with('-')) {
-    fmcw_cli::command_named(app, *word);
-  }
-}
-
 /// What to say of a wrong call, with where to look.
 std::string call_error(const CLI::App& app, const CLI::ParseError& error) {
   const auto called = app.get_subcommands();
@@ -42,10 +32,9 @@ std::string call_error(const CLI::App& app, const CLI::ParseError& error) {
 int run(int argc, char** argv) {
   CLI::App app;
   fmcw_cli::describe_program(app);
-  check_command(app, {argv + std::min(argc, 1), argv + argc});
   int status = 0;
   try {
-    app.parse(argc, argv);
+    fmcw_cli::parse_program(app, argc, argv);
   } catch (const CLI::RuntimeError& outcome) {
     status = outcome.get_exit_code();
   } catch (const CLI::ParseError& error) {

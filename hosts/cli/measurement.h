@@ -4,8 +4,11 @@
 #include "common/capture/recording.h"
 #include "common/settings/settings.h"
 #include "common/spans/proposal.h"
+#include "common/spans/recording_analysis.h"
+#include "common/statistics/chirp_statistics.h"
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace fmcw_cli {
@@ -25,10 +28,30 @@ struct measurement_t {
   std::unique_ptr<orn::fmcw_host::sample_source_t> rest;  ///< and where the others come from
 };
 
-/// Opens the recording, reads the settings, and proposes some where the search is automatic; these
-/// then take effect, below what was given. Notes go to stderr. Throws input_error_t.
-measurement_t prepare_measurement(const capture_call_t& capture,
-                                  const orn::fmcw_host::settings_source_t& source);
+/// Opens the recording and reads the settings; reads no sample. Notes go to stderr. Throws
+/// input_error_t.
+measurement_t open_measurement(const capture_call_t& capture,
+                               const orn::fmcw_host::settings_source_t& source);
+
+/// The same for a recording that is open.
+/// notes  gets what was assumed of the settings
+measurement_t open_measurement(orn::fmcw_host::recording_t recording,
+                               const orn::fmcw_host::settings_source_t& source,
+                               std::vector<std::string>& notes);
+
+/// Where the search is automatic, proposes settings, which then take effect below what was given.
+void look_for_settings(measurement_t& measurement);
+
+/// As many threads as there are processors.
+unsigned all_jobs();
+
+/// Analyses every segment, once.
+orn::fmcw_host::recording_totals_t measure(
+    measurement_t& measurement, unsigned jobs, const orn::fmcw_host::listener_t& listener,
+    const orn::fmcw_host::settling_tolerance_t& settling = {});
+
+/// Analyses every segment and gathers the statistics of the chirps.
+orn::fmcw_host::chirp_statistics_t measure_statistics(measurement_t& measurement);
 
 /// Adds --settings and --set.
 void describe_settings_source(CLI::App& command, orn::fmcw_host::settings_source_t& source);

@@ -11,6 +11,7 @@ namespace fmcw_cli {
 /// Exit status beside 0.
 inline constexpr int run_failed = 1;
 inline constexpr int wrong_call = 2;
+inline constexpr int limit_failed = 3;
 inline constexpr int no_chirps = 4;
 
 struct exit_status_t {
@@ -22,6 +23,7 @@ inline constexpr std::array exit_statuses = {
     exit_status_t{0, "done"},
     exit_status_t{run_failed, "something failed, or an annotated chirp was not found"},
     exit_status_t{wrong_call, "the call or the input is wrong"},
+    exit_status_t{limit_failed, "a limit failed"},
     exit_status_t{no_chirps, "no chirp was found"},
 };
 

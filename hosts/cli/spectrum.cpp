@@ -1,151 +1,216 @@
-#include "capture.h"
 #include "commands.h"
+#include "common/output/csv_writer.h"
+#include "common/output/json_writer.h"
 #include "common/output/output_file.h"
+#include "common/spectrum/channel_power.h"
+#include "common/spectrum/fixed_spectrogram.h"
 #include "errors.h"
 #include "help.h"
 #include "option_text.h"
+#include "program.h"
+#include "progress.h"
+#include "quantity_option.h"
 
+#include <array>
 #include <cstddef>
 #include <memory>
-#include <ostream>
+#include <optional>
 #include <vector>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 namespace fmcw_cli {
 namespace {
 
-using namespace orn::fmcw_demod_lib;
-using nlohmann::ordered_json;
-
-using orn::fmcw_host::write_output;
+using namespace orn::fmcw_host;
 
 struct spectrum_call_t {
   capture_call_t capture;
   std::string kind = "single";  ///< single, fixed or channel-power
-  double impedance = 50.0;      ///< that channel power is into [ohm]; samples are peak volts
+  double impedance = 50.0;      ///< that channel power is into [ohm]
   std::string json_file;
   std::string csv_file;
 };
 
-/// A spectrum as a table: named columns of equal length, with rows of levels for a spectrogram.
-struct spectrum_t {
-  std::vector<std::pair<std::string, float>> figures;  ///< single values
-  std::vector<std::pair<std::string, std::vector<float>>> columns;
-  std::vector<float> level_freq;           ///< heads of the level columns [Hz]
-  std::vector<std::vector<float>> levels;  ///< one row each [dB]
+/// The files that a spectrum goes to, CSV on standard output where none is named.
+class spectrum_files_t {
+ public:
+  explicit spectrum_files_t(const spectrum_call_t& call) {
+    if (!call.json_file.empty()) {
+      json_file_.emplace(call.json_file);
+      json_.emplace(json_file_->stream());
+      json_->begin_object()
+          .member("capture", std::string_view(call.capture.path))
+          .member("kind", std::string_view(call.kind));
+    }
+    if (!call.csv_file.empty() || !json_) {
+      csv_file_.emplace(call.csv_file.empty() ? "-" : call.csv_file);
+      csv_.emplace(csv_file_->stream());
+    }
+  }
+
+  json_writer_t* json() { return json_ ? &*json_ : nullptr; }
+  csv_writer_t* csv() { return csv_ ? &*csv_ : nullptr; }
+
+  void commit() {
+    std::vector<output_file_t*> files;
+    if (json_) {
+      json_->end_object();
+      json_file_->stream() << '\n';
+      files.push_back(&*json_file_);
+    }
+    if (csv_file_) {
+      files.push_back(&*csv_file_);
+    }
+    output_file_t::commit_together(files);
+  }
+
+ private:
+  std::optional<output_file_t> json_file_;
+  std::optional<json_writer_t> json_;
+  std::optional<output_file_t> csv_file_;
+  std::optional<csv_writer_t> csv_;
 };
 
-spectrum_t single_spectrum(const FMCWAnalyze& engine, const SignalStream& signal) {
-  std::vector<float> freq;
-  std::vector<float> level;
-  engine.compute_psd(signal.samples, signal.fs, freq, level);
-  return {{}, {{"frequency_hz", freq}, {"level_db", level}}, {}, {}};
-}
-
-spectrum_t fixed_spectrogram(const FMCWAnalyze& engine, const SignalStream& signal) {
-  fmcw_measure_result_t r;
-  engine.compute_spectrogram(signal.samples, signal.fs, r);
-  return {{},
-          {{"time_s", r.spectrogram_time_axis},
-           {"peak_frequency_hz", r.spectrogram_peak_freq},
-           {"phase_rad", r.spectrogram_phase_inst}},
-          r.spectrogram_freq_axis,
-          r.spectrogram};
-}
-
-spectrum_t channel_power(const SignalStream& signal, double impedance) {
-  std::vector<float> freq;
-  std::vector<float> power;
-  // Peak volts: half the squared magnitude over R, as everywhere in an analysis.
-  const float total = basefunc::calculate_channel_power_db(signal.samples, freq, power, signal.fs,
-                                                           static_cast<float>(2.0 * impedance));
-  return {{{"total_dbm", total}}, {{"frequency_hz", freq}, {"power_dbm", power}}, {}, {}};
-}
-
-void write_csv(std::ostream& out, const spectrum_t& spectrum) {
-  std::string line;
-  for (const auto& [name, values] : spectrum.columns) {
-    line += (line.empty() ? "" : ",") + name;
+void put_array(json_writer_t& json, const char* name, const std::vector<float>& values) {
+  json.key(name).begin_array();
+  for (const float value : values) {
+    json.value(value);
   }
-  for (const float freq : spectrum.level_freq) {
-    line += fmt::format(",level_db_at_{}_hz", freq);
+  json.end_array();
+}
+
+/// A spectrum as two columns of equal length.
+void put_columns(spectrum_files_t& files, const std::vector<float>& frequencies,
+                 const char* level_name, const std::vector<float>& levels) {
+  if (json_writer_t* const json = files.json()) {
+    put_array(*json, "frequency_hz", frequencies);
+    put_array(*json, level_name, levels);
   }
-  out << line << '\n';
-  for (std::size_t i = 0; i < spectrum.columns.front().second.size(); ++i) {
-    line.clear();
-    for (const auto& [name, values] : spectrum.columns) {
-      line += fmt::format("{}{}", line.empty() ? "" : ",", values[i]);
+  if (csv_writer_t* const csv = files.csv()) {
+    csv->cell("frequency_hz").cell(level_name).end_row();
+    for (std::size_t i = 0; i < frequencies.size(); ++i) {
+      csv->cell(frequencies[i]).cell(levels[i]).end_row();
     }
-    if (!spectrum.levels.empty()) {
-      for (const float level : spectrum.levels[i]) {
-        line += fmt::format(",{}", level);
-      }
-    }
-    out << line << '\n';
   }
 }
 
-void write_json(std::ostream& out, const spectrum_t& spectrum, const spectrum_call_t& call) {
-  ordered_json document = {{"capture", call.capture.path}, {"kind", call.kind}};
-  for (const auto& [name, value] : spectrum.figures) {
-    document[name] = value;
+void put_single(const recording_t& recording, spectrum_files_t& files) {
+  constexpr std::size_t most_samples = 1024;
+  std::vector<orn::fmcw_demod_lib::sample_t> samples(most_samples);
+  samples.resize(recording.source(0)->read(samples));
+  const auto rate = static_cast<float>(recording.info().sample_rate);
+  const orn::fmcw_demod_lib::FMCWConfig parameters({}, nullptr, rate);
+  const orn::fmcw_demod_lib::FMCWAnalyze engine(parameters);
+  std::vector<float> frequencies;
+  std::vector<float> levels;
+  engine.compute_psd(samples, rate, frequencies, levels);
+  put_columns(files, frequencies, "level_db", levels);
+}
+
+void put_channel_power(const recording_t& recording, double impedance, spectrum_files_t& files) {
+  const recording_info_t& info = recording.info();
+  const channel_power_t power =
+      channel_power_of(*recording.source(0), info.sample_count, info.sample_rate, impedance);
+  if (json_writer_t* const json = files.json()) {
+    json->member("total_dbm", power.total);
   }
-  for (const auto& [name, values] : spectrum.columns) {
-    document[name] = values;
+  put_columns(files, power.frequencies, "power_dbm", power.powers);
+}
+
+void begin_rows(spectrum_files_t& files, const std::vector<float>& frequencies) {
+  if (json_writer_t* const json = files.json()) {
+    put_array(*json, "level_frequency_hz", frequencies);
+    json->key("rows").begin_array();
   }
-  if (!spectrum.levels.empty()) {
-    document["level_frequency_hz"] = spectrum.level_freq;
-    document["level_db"] = spectrum.levels;
+  if (csv_writer_t* const csv = files.csv()) {
+    csv->cell("time_s").cell("peak_frequency_hz").cell("phase_rad");
+    for (const float frequency : frequencies) {
+      csv->cell(fmt::format("level_db_at_{}_hz", frequency));
+    }
+    csv->end_row();
   }
-  out << document << '\n';
+}
+
+void put_row(spectrum_files_t& files, const fixed_spectrogram_t& rows, std::size_t i) {
+  if (json_writer_t* const json = files.json()) {
+    json->begin_object()
+        .member("time_s", rows.time(i))
+        .member("peak_frequency_hz", rows.peak_freq(i))
+        .member("phase_rad", rows.phase(i));
+    put_array(*json, "level_db", rows.levels(i));
+    json->end_object();
+  }
+  if (csv_writer_t* const csv = files.csv()) {
+    csv->cell(rows.time(i)).cell(rows.peak_freq(i)).cell(rows.phase(i));
+    for (const float level : rows.levels(i)) {
+      csv->cell(level);
+    }
+    csv->end_row();
+  }
+}
+
+void put_fixed(const recording_t& recording, spectrum_files_t& files) {
+  const recording_info_t& info = recording.info();
+  const auto source = recording.source(0);
+  fixed_spectrogram_t rows(*source, recording.segments().front().first_sample, info.sample_rate);
+  if (!rows.next()) {
+    throw input_error("{}: {} samples make no row of the fixed spectrogram; allowed are {} or more",
+                      info.name, rows.sample_count(), fixed_window);
+  }
+  begin_rows(files, rows.frequencies());
+  progress_t progress("transformed", info.sample_count);
+  std::uint64_t done = 0;
+  do {
+    for (std::size_t i = 0; i < rows.row_count(); ++i) {
+      put_row(files, rows, i);
+    }
+    done += rows.row_count() * fixed_hop;
+    progress.show(done);
+  } while (rows.next());
+  progress.finish();
+  if (json_writer_t* const json = files.json()) {
+    json->end_array();
+  }
 }
 
 void spectrum(const spectrum_call_t& call) {
-  if (call.json_file == "-" && call.csv_file == "-") {
-    throw input_error("--json and --csv cannot both be '-'; standard output takes one of them");
-  }
   if (!(call.impedance > 0.0)) {
     throw input_error("--impedance cannot be {}; allowed is above 0 ohm", call.impedance);
   }
-  const capture_t capture = read_capture(call.capture.path, call.capture.options);
-  const FMCWConfig parameters({}, nullptr, capture.signal.fs);
-  const FMCWAnalyze engine(parameters);
-  spectrum_t result;
-  if (call.kind == "single") {
-    result = single_spectrum(engine, capture.signal);
-  } else if (call.kind == "fixed") {
-    result = fixed_spectrogram(engine, capture.signal);
-    if (result.levels.empty()) {
-      throw input_error(
-          "{}: {} samples make no row of the fixed spectrogram; allowed are 256 or "
-          "more",
-          call.capture.path, capture.signal.samples.size());
-    }
-  } else {
-    result = channel_power(capture.signal, call.impedance);
+  const recording_t recording = recording_t::open(call.capture.path, call.capture.options);
+  tell_notes(recording);
+  if (recording.segments().size() != 1) {
+    throw input_error("{}: has {} segments; take one with --from and --for", call.capture.path,
+                      recording.segments().size());
   }
-  write_output(call.json_file, [&](std::ostream& out) { write_json(out, result, call); });
-  const bool to_stdout = call.json_file.empty() && call.csv_file.empty();
-  write_output(to_stdout ? "-" : call.csv_file, [&](std::ostream& out) { write_csv(out, result); });
+  check_outputs(recording.files(), std::array{call.json_file, call.csv_file});
+  spectrum_files_t files(call);
+  if (call.kind == "single") {
+    put_single(recording, files);
+  } else if (call.kind == "fixed") {
+    put_fixed(recording, files);
+  } else {
+    put_channel_power(recording, call.impedance, files);
+  }
+  files.commit();
 }
 
 }  // namespace
 
 void describe_spectrum(CLI::App& app) {
-  auto* const command = app.add_subcommand("spectrum", "Write a spectrum of a capture");
+  auto* const command = app.add_subcommand("spectrum", "Write a spectrum of a recording");
   const auto call = std::make_shared<spectrum_call_t>();
   describe_capture(*command, call->capture);
   command
       ->add_option(
           "--kind", call->kind,
           "single (of the first 1024 samples), fixed (spectrogram of 256-sample windows) or "
-          "channel-power")
+          "channel-power (of all samples at once)")
       ->check(CLI::IsMember({"single", "fixed", "channel-power"}))
       ->capture_default_str();
-  command->add_option("--impedance", call->impedance, "Load for channel power [ohm]")
-      ->capture_default_str();
+  add_quantity(*command, "--impedance", call->impedance, {"ohm", "above 0", "75ohm"},
+               "Load for channel power");
   command->add_option("--csv", call->csv_file, "Write CSV ('-': standard output, the default)")
       ->type_name(file_type);
   command->add_option("--json", call->json_file, "Write JSON ('-': standard output)")

@@ -48,7 +48,8 @@ void print_json(const measurement_t& measurement) {
 void suggest(const suggest_call_t& call) {
   settings_source_t source = call.settings;
   source.assignments.emplace_back("search=automatic");
-  const measurement_t measurement = prepare_measurement(call.capture, source);
+  measurement_t measurement = open_measurement(call.capture, source);
+  look_for_settings(measurement);
   if (measurement.proposal.chosen.empty()) {
     tell(proposal_text(measurement.proposal).c_str());
     throw CLI::RuntimeError(no_chirps);

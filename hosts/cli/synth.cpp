@@ -4,6 +4,7 @@
 #include "option_text.h"
 #include "program.h"
 #include "progress.h"
+#include "quantity_option.h"
 
 #include <memory>
 
@@ -38,46 +39,49 @@ void describe_shape(CLI::App& command, transmitter_t& t) {
           "--direction", [&t](const std::string& direction) { t.falling = direction == "down"; },
           "Direction of the first ramp, up (default) or down")
       ->check(CLI::IsMember({"up", "down"}));
-  command.add_option("--fs", t.sample_rate, "Sample rate [Hz]")->capture_default_str();
-  command.add_option("--ramp", t.ramp, "Length of a ramp, at least two samples [s]")
-      ->capture_default_str();
-  command.add_option("--flyback", t.flyback,
-                     "Linear return after a sawtooth ramp [s]; 5e-06 unless given");
-  command.add_option("--idle", t.idle, "Rest before the next ramp [s]")->capture_default_str();
-  command.add_option("--bandwidth", t.bandwidth, "Width of the sweep [Hz]")->capture_default_str();
-  command.add_option("--offset", t.offset, "Centre of the sweep [Hz]")->capture_default_str();
+  add_quantity(command, "--fs", t.sample_rate, {"Hz", "above 0", "125M"}, "Sample rate");
+  add_quantity(command, "--ramp", t.ramp, {"s", "two samples or more", "100us"},
+               "Length of a ramp");
+  add_quantity(command, "--flyback", t.flyback, {"s", "from 0 up", "5us"},
+               "Linear return after a sawtooth ramp, 5us unless given");
+  add_quantity(command, "--idle", t.idle, {"s", "from 0 up", "2us"}, "Rest before the next ramp");
+  add_quantity(command, "--bandwidth", t.bandwidth, {"Hz", "below the sample rate", "40MHz"},
+               "Width of the sweep");
+  add_quantity(command, "--offset", t.offset,
+               {"Hz", "any that keeps the sweep below half the sample rate", "1MHz"},
+               "Centre of the sweep");
   command.add_option("--chirps", t.chirps, "Number of ramps")
       ->check(check_whole)
       ->capture_default_str();
-  command.add_option("--duration", t.duration, "Length of the capture [s]; overrides --chirps");
+  add_quantity(command, "--duration", t.duration, {"s", "above 0", "1ms"},
+               "Length of the capture, overrides --chirps");
 }
 
 void describe_level(CLI::App& command, transmitter_t& t) {
-  command.add_option("--level", t.level, "Power at the start of a ramp [dBm]")
-      ->capture_default_str();
-  command.add_option("--impedance", t.impedance, "Impedance the level goes into [ohm]")
-      ->capture_default_str();
-  command.add_option("--snr", t.snr, "Signal to noise ratio [dB]; no noise unless given");
+  add_quantity(command, "--level", t.level, {"dBm", "-300 to 300", "-10dBm"},
+               "Power at the start of a ramp");
+  add_quantity(command, "--impedance", t.impedance, {"ohm", "above 0", "75ohm"},
+               "Impedance the level goes into");
+  add_quantity(command, "--snr", t.snr, {"dB", "-300 to 300", "40dB"},
+               "Signal to noise ratio, no noise unless given");
   command.add_option("--seed", t.seed, "Seed of the noise, from 0 up")
       ->check(check_whole)
       ->capture_default_str();
-  command.add_option("--droop", t.droop, "Fall of the power over a ramp [dB]")
-      ->capture_default_str();
+  add_quantity(command, "--droop", t.droop, {"dB", "-300 to 300", "0.5dB"},
+               "Fall of the power over a ramp");
 }
 
 void describe_impairments(CLI::App& command, transmitter_t& t) {
-  command.add_option("--quadratic", t.quadratic, "Quadratic non-linearity [of the bandwidth]")
-      ->capture_default_str();
-  command.add_option("--sine", t.sine, "Sinusoidal non-linearity [of the bandwidth]")
-      ->capture_default_str();
-  command.add_option("--sine-cycles", t.sine_cycles, "Periods of that sine in a ramp")
-      ->capture_default_str();
-  command
-      .add_option("--overshoot", t.overshoot,
-                  "Start-up transient at the start of a ramp [of the bandwidth]")
-      ->capture_default_str();
-  command.add_option("--settling", t.settling, "Time constant of the transient [s]")
-      ->capture_default_str();
+  add_quantity(command, "--quadratic", t.quadratic, {"", "-1 to 1", "0.1%"},
+               "Quadratic non-linearity, of the bandwidth");
+  add_quantity(command, "--sine", t.sine, {"", "-1 to 1", "0.1%"},
+               "Sinusoidal non-linearity, of the bandwidth");
+  add_quantity(command, "--sine-cycles", t.sine_cycles, {"", "any", "3"},
+               "Periods of that sine in a ramp");
+  add_quantity(command, "--overshoot", t.overshoot, {"", "-1 to 1", "1%"},
+               "Start-up transient at the start of a ramp, of the bandwidth");
+  add_quantity(command, "--settling", t.settling, {"s", "above 0", "1us"},
+               "Time constant of the transient");
 }
 
 void synth(const synth_call_t& call) {

@@ -1,5 +1,6 @@
 #include "truth.h"
 
+#include "common/annotations/chirp_annotation.h"
 #include "common/capture/sigmf_description.h"
 #include "common/figures/figure_table.h"
 #include "common/output/text.h"
@@ -11,6 +12,7 @@
 #include <numeric>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -22,13 +24,18 @@ using namespace orn::fmcw_host;
 /// Samples that smoothing and merging need beside a switching point.
 constexpr std::uint64_t context_samples = 256;
 
+/// What whoever made the recording promises; chirps measured earlier stand in where that is nothing.
 std::vector<chirp_truth_t> promised(const recording_t& recording) {
   std::vector<chirp_truth_t> truth;
+  std::vector<chirp_truth_t> measured;
   recording.for_each_annotation([&](const annotation_t& annotation) {
     if (const auto chirp = truth_of(annotation)) {
-      truth.push_back(*chirp);
+      (is_measured(annotation) ? measured : truth).push_back(*chirp);
     }
   });
+  if (truth.empty()) {
+    truth = std::move(measured);
+  }
   std::sort(truth.begin(), truth.end(), [](const chirp_truth_t& a, const chirp_truth_t& b) {
     return a.sample_start < b.sample_start;
   });

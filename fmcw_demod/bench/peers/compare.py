@@ -1,7 +1,7 @@
-"""Times the library beside NumPy and SciPy, job by job in turn on one processor, and writes the table
-of bars as JSON and Markdown.
+"""Times the library and the program beside NumPy and SciPy, job by job in turn on one processor, and
+writes the table of bars as JSON and Markdown.
 
-usage: compare.py LIBRARY_PEER OUT_DIRECTORY [ROUNDS]
+usage: compare.py LIBRARY_PEER PROGRAM OUT_DIRECTORY [ROUNDS]
 """
 import datetime
 import json
@@ -11,6 +11,7 @@ import platform
 import statistics
 import subprocess
 import sys
+import time
 
 import numpy as np
 import scipy
@@ -67,6 +68,37 @@ class Peer:
         self.process.wait()
 
 
+def run_program(program, capture, jobs, processors):
+    """(processor time, wall time) [s] of a whole run of the program, rows to a pipe nobody keeps."""
+    command = [program, "analyze", str(capture), "--fs", "125M", "--jobs", str(jobs), "--csv", "-"]
+    begin = time.monotonic()
+    child = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                             preexec_fn=lambda: os.sched_setaffinity(0, processors))
+    _, status, usage = os.wait4(child.pid, 0)
+    if status != 0:
+        sys.exit(f"compare: {command} ended with status {status}")
+    return usage.ru_utime + usage.ru_stime, time.monotonic() - begin
+
+
+def measure_program(program, capture, rounds, processors):
+    """The program on one thread beside NumPy, in turn, and on two threads. Wall times are the least of
+    the rounds: whoever else uses the machine only adds to them."""
+    numpy_peer = Peer(sys.executable, HERE / "numpy_peer.py", capture, FS)
+    one = os.sched_getaffinity(0)
+    times = {"numpy figures": [], "processor": [], "1": [], "2": []}
+    for k in range(rounds):
+        times["numpy figures"].append(numpy_peer.time("analysis figures"))
+        times["processor"].append(run_program(program, capture, 1, one)[0])
+        for _ in range(5):
+            for jobs in (1, 2):
+                times[str(jobs)].append(run_program(program, capture, jobs, processors)[1])
+        show(f"   round {k + 1} of {rounds}")
+    numpy_peer.close()
+    return {"numpy figures": statistics.median(times["numpy figures"]),
+            "processor": statistics.median(times["processor"]),
+            "wall": {jobs: min(times[jobs]) for jobs in ("1", "2")}}
+
+
 def show(text):
     print(text, file=sys.stderr, flush=True)
 
@@ -83,9 +115,9 @@ def median_times(rounds, jobs):
     return {name: statistics.median(values) for name, values in times.items()}
 
 
-def measure(library, directory, rounds):
+def measure(library, program, directory, rounds, processors):
     captures = {count: make_capture(directory / f"sawtooth_{count}.cf32", count)
-                for count in (100_000, 1_000_000, 4_000_000)}
+                for count in (100_000, 1_000_000, 4_000_000, 10_000_000)}
     million = captures[1_000_000]
 
     def library_peer(capture, target):
@@ -138,6 +170,9 @@ def measure(library, directory, rounds):
         jobs[f"scipy {count}"] = (numpy_peer, f"power {count}")
         jobs[f"library {count}"] = (peers["AVX-512"], f"power {count}")
     result["power"] = median_times(rounds, jobs)
+
+    show("-- the program, 10 000 000 samples")
+    result["program"] = measure_program(program, captures[10_000_000], rounds, processors)
     return result
 
 
@@ -162,6 +197,11 @@ def bars(result):
     for count in (1_000_003, 1_048_576):
         rows.append((f"channel power of {count} samples against scipy.fft.fft and levels", 1.0, 3.0,
                      result["power"][f"scipy {count}"] / result["power"][f"library {count}"], "x"))
+    program = result["program"]
+    rows.append(("fmcw analyze of 10 000 000 samples, one thread, against the same figures in NumPy", 7.0, 10.0,
+                 program["numpy figures"] / program["processor"], "x"))
+    rows.append(("the same on two threads against one, wall time", 1.8, 1.9,
+                 program["wall"]["1"] / program["wall"]["2"], "x"))
     return rows
 
 
@@ -175,7 +215,8 @@ def processor():
 def markdown(rows, machine):
     lines = [f"Measured on {machine['date']}, {machine['processor']}, one thread of "
              f"{machine['processors']}; NumPy {machine['numpy']}, SciPy {machine['scipy']}; medians of "
-             f"{machine['rounds']} rounds, processor time of the thread.", "",
+             f"{machine['rounds']} rounds, processor time of the thread; of the program that of the process, and "
+             "the least wall times.", "",
              "| 1 000 000 samples unless said otherwise | must | aim | measured |",
              "| --- | --- | --- | --- |"]
     for what, must, aim, measured, unit in rows:
@@ -190,11 +231,12 @@ def markdown(rows, machine):
 
 
 def main():
-    library, directory = sys.argv[1], pathlib.Path(sys.argv[2])
-    rounds = int(sys.argv[3]) if len(sys.argv) > 3 else 7
+    library, program, directory = sys.argv[1], sys.argv[2], pathlib.Path(sys.argv[3])
+    rounds = int(sys.argv[4]) if len(sys.argv) > 4 else 7
     directory.mkdir(parents=True, exist_ok=True)
-    os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
-    result = measure(library, directory, rounds)
+    processors = os.sched_getaffinity(0)
+    os.sched_setaffinity(0, {max(processors)})
+    result = measure(library, program, directory, rounds, processors)
     machine = {"date": datetime.date.today().isoformat(), "processor": processor(),
                "processors": os.cpu_count(), "numpy": np.__version__, "scipy": scipy.__version__,
                "rounds": rounds}

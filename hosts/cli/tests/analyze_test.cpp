@@ -42,12 +42,84 @@ TEST_F(Fmcw, NeedsNoSettings) {
   EXPECT_THAT(run("suggest a").out, HasSubstr("chirps: "));
 }
 
+TEST_F(Fmcw, MarksWhereARecordingChanges) {
+  ASSERT_EQ(run("synth a" + long_synth).status, 0);
+  ASSERT_EQ(run("synth b --fs 10e6 --ramp 900e-6 --bandwidth 2e6 --chirps 300").status, 0);
+  write("c.cf32", content(path("a.sigmf-data")) + content(path("b.sigmf-data")));
+  const auto outcome = run("analyze c.cf32 --fs 10e6 --json c.json");
+  const json change = json::parse(content(path("c.json")))["summary"]["changes"].at(0);
+  EXPECT_NEAR(change["first_sample"].get<double>(), 4.2e6, 0.6e6);
+  EXPECT_EQ(change["time_s"].get<double>(), change["first_sample"].get<double>() / 10e6);
+  EXPECT_NEAR(change["duration_s"].get<double>(), 900e-6, 20e-6);
+  EXPECT_NEAR(change["slope_hz_per_s"].get<double>(), 2e6 / 900e-6, 0.01 * 2e6 / 900e-6);
+  // Between the last of these chirps and the summary.
+  const auto mark = outcome.out.find("\n-- about 0.4");
+  EXPECT_GT(mark, outcome.out.find("\n1900 "));
+  EXPECT_LT(mark, outcome.out.find("chirps measured"));
+  EXPECT_THAT(outcome.err, HasSubstr("which these settings leave out"));
+}
+
 TEST_F(Fmcw, TellsWhenThereIsNoChirp) {
   write("zeros.cf32", std::string(80000, '\0'));
   const auto outcome = run("analyze zeros.cf32 --fs 1e6");
   EXPECT_EQ(outcome.status, 4);
   EXPECT_THAT(outcome.out, HasSubstr("no chirps found"));
+  EXPECT_THAT(outcome.err, HasSubstr("no chirps: every sample is zero"));
   EXPECT_EQ(run("suggest zeros.cf32 --fs 1e6").status, 4);
+  EXPECT_EQ(run("analyze zeros.cf32 --fs 1e6 --report").status, 4);
+  EXPECT_THAT(run("analyze - --fs 1e6 --format cf32", "cat zeros.cf32 |").err,
+              HasSubstr("every sample is zero"));
+}
+
+TEST_F(Fmcw, TellsWhatWouldFindChirps) {
+  ASSERT_EQ(run("synth a --snr 40" + small_synth).status, 0);
+  fs::copy_file(path("a.sigmf-data"), path("it's.cf32"));
+  const auto outcome =
+      run("analyze \"it's.cf32\" --fs 10M --json a.json --set min_chirp_len=300us --set "
+          "max_chirp_len=1ms");
+  EXPECT_EQ(outcome.status, 4);
+  const json diagnosis = json::parse(content(path("a.json")))["diagnosis"];
+  EXPECT_EQ(diagnosis["reason"], "limits");
+  EXPECT_EQ(diagnosis["change"], "--auto");
+  EXPECT_EQ(diagnosis["too_short"], diagnosis["candidates"]);
+  EXPECT_TRUE(diagnosis["shortest_too_long_s"].is_null());
+  // The command, pasted into a shell.
+  const std::string start = "fmcw: try: fmcw ";
+  ASSERT_THAT(outcome.err, HasSubstr(start));
+  const std::string command = outcome.err.substr(outcome.err.find(start) + start.size());
+  EXPECT_EQ(command, "analyze 'it'\\''s.cf32' --fs 10000000 --auto\n");
+  const auto pasted = run(command.substr(0, command.find('\n')) + " --json b.json");
+  EXPECT_EQ(pasted.status, 0) << pasted.err;
+  EXPECT_FALSE(json::parse(content(path("b.json"))).contains("diagnosis"));
+}
+
+TEST_F(Fmcw, SpellsOutFlagsAndDoubts) {
+  ASSERT_EQ(run("synth a --snr 12 --chirps 10").status, 0);
+  const auto outcome = run("analyze a --json a.json");
+  EXPECT_THAT(outcome.out, HasSubstr("merged: 9 of 9 chirps: peak non-linearity above 10 %"));
+  EXPECT_THAT(outcome.out, HasSubstr("bandwidth: in 9 of 9 chirps"));
+  const json document = json::parse(content(path("a.json")));
+  EXPECT_EQ(document["summary"]["flag_counts"]["merged"], 9);
+  EXPECT_EQ(document["summary"]["uneven_bandwidth_count"], 9);
+  EXPECT_TRUE(document["chirps"][0]["period_s"].is_null());
+  EXPECT_NEAR(document["chirps"][1]["period_s"].get<double>(), 105e-6, 1e-6);
+  const std::string table = run("analyze a --all").out;
+  EXPECT_THAT(table, HasSubstr("freq. settled after"));
+  EXPECT_THAT(table, Not(HasSubstr("nan")));
+}
+
+TEST_F(Fmcw, MeasuresSettlingWithinWhatIsAskedFor) {
+  ASSERT_EQ(run("synth a --snr 60 --overshoot 0.02 --settling 5e-6").status, 0);
+  const auto settled = [&](const std::string& option) {
+    return analyze("a " + option)["chirps"][1]["fm_settled_s"].get<double>();
+  };
+  // The transient falls by 1/e in 5 us.
+  EXPECT_NEAR(settled("--settling 0.1%") - settled("--settling 1%"), 5e-6 * std::log(10.0), 0.2e-6);
+  EXPECT_NEAR(settled("--settling 40kHz") - settled("--settling 400kHz,1deg"),
+              5e-6 * std::log(10.0), 0.2e-6);
+  const auto refused = run("analyze a --settling 3us");
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_THAT(refused.err, HasSubstr("--settling cannot be '3us'; allowed are"));
 }
 
 TEST_F(Fmcw, ShowsProgressAsJson) {
@@ -86,6 +158,20 @@ TEST_F(Fmcw, CutsOutWhatIsNotFinite) {
   EXPECT_EQ(document["chirps"].size(), 48U);
 }
 
+TEST_F(Fmcw, FlagsRowsOfFramesThatHoldWhatIsNotFinite) {
+  ASSERT_EQ(run("synth a --snr 40 --chirps 10 --fs 10e6 --ramp 200e-6 --bandwidth 2e6").status, 0);
+  auto data = content(path("a.sigmf-data"));
+  std::fill_n(data.begin() + 8 * 16000, 4, '\xFF');  // in the ramp from 1.435 to 1.635 ms
+  write("a.sigmf-data", data);
+  const json chirps = analyze(
+      "a --frames --set min_chirp_len=100us --set max_chirp_len=300us --set "
+      "meas_time=10ms --set time_gate_len=1.65ms")["chirps"];
+  ASSERT_EQ(chirps.size(), 7U);
+  EXPECT_EQ(chirps[5]["flags"], "");
+  EXPECT_THAT(chirps[6]["flags"].get<std::string>(), HasSubstr("nonfinite"));
+  EXPECT_TRUE(chirps[6]["fm_settled_s"].is_null());
+}
+
 TEST_F(Fmcw, WritesTracesAsArrays) {
   ASSERT_EQ(run("synth a --snr 40" + small_synth).status, 0);
   ASSERT_EQ(run("analyze a --traces frequency,spectrogram --npz t.npz").status, 0);
@@ -115,6 +201,10 @@ TEST_F(Fmcw, MeasuresRecordingsMadeByOthers) {
   const fs::path modulator = fs::path(FMCW_RECORDINGS) / "thirdparty_lora_sf7_x8_8M.cf32";
   if (!fs::exists(room) || !fs::exists(modulator)) {
     GTEST_SKIP() << "no recordings in '" FMCW_RECORDINGS "'";
+  }
+  for (const std::string& call : {fmt::format("'{}' --fs 48000", room.string()),
+                                  fmt::format("'{}' --fs 8e6", modulator.string())}) {
+    EXPECT_THAT(run("analyze " + call).err, Not(HasSubstr("look like"))) << call;
   }
   // Five chirps of 0.3 s and 14 kHz end to end; the first has no switching point before it.
   for (const char* const settings :

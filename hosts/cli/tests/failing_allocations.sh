@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# failing_allocations.sh PROGRAM ALLOCATOR read|write: lets every allocation of the commands that read
-# or write recordings fail, each once and each with all that follow. The program may not crash, and where it fails it ends with status 1,
-# one line on stderr and no file left behind.
+# failing_allocations.sh PROGRAM ALLOCATOR read|write|analyze: lets allocations of the commands that
+# read, write or analyse recordings fail, each once and each with all that follow. The program may not
+# crash or hang, and where it fails it ends with status 1, one line on stderr and no file left behind.
 set -euo pipefail
 program=$1 allocator=$2 commands=$3
 folder=$(mktemp -d)
@@ -20,17 +20,20 @@ count_of() {
 
 # What happens before the command is known is the same for every command; the first one tries it.
 first=1
+# A command that allocates more often than this has a share of its allocations tried.
+most=700
 failures=0
 # try CRASHES ARGUMENT...: CRASHES is how often a library may end the program: libarchive 3.6 and
 # libsndfile 1.2 use some of their own blocks without looking whether they got them.
 try() {
-  local total status lines mode n crashes=$1
+  local total step status lines mode n crashes=$1
   shift
   total=$(count_of "$@")
+  step=$(((total - first) / most + 1))
   for mode in FMCW_FAIL_AT FMCW_FAIL_FROM; do
-    for ((n = first; n <= total; ++n)); do
+    for ((n = first; n <= total; n += step)); do
       status=0
-      env "$mode=$n" "LD_PRELOAD=$allocator" "$program" "$@" >/dev/null 2>stderr || status=$?
+      env "$mode=$n" timeout 20 env "LD_PRELOAD=$allocator" "$program" "$@" >/dev/null 2>stderr || status=$?
       mapfile -t lines <stderr
       if [ "$status" -eq 0 ]; then
         rm -rf made/* made/.fmcw-*
@@ -43,7 +46,7 @@ try() {
       fi
     done
   done
-  echo "fmcw $*: allocations $first to $total"
+  echo "fmcw $*: allocations $first to $total, each of $step"
 }
 
 if [ "$commands" = read ]; then
@@ -52,6 +55,15 @@ if [ "$commands" = read ]; then
   try 2 info in.sigmf
   try 2 info in.wav --json
   try 0 convert in made/out
+elif [ "$commands" = analyze ]; then
+  first=$(($(count_of --version) - 20))
+  most=150
+  limits=(--set min_chirp_len=100us --set max_chirp_len=300us)
+  try 0 analyze in "${limits[@]}" --jobs 1 --json made/a.json --csv made/a.csv
+  try 0 analyze in "${limits[@]}" --jobs 2 --csv made/a.csv
+  try 0 analyze in "${limits[@]}" --jobs 2 --truth
+  try 2 analyze in "${limits[@]}" --traces power,spectrogram --npz made/a.npz --report
+  try 0 spectrum in --kind fixed --for 300 --csv made/a.csv --json made/a.json
 else
   first=$(($(count_of --version) - 20))
   try 2 convert in.wav made/out.cs16

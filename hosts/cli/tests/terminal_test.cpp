@@ -49,7 +49,8 @@ TEST_F(FmcwTerminal, TablesKeepToTheWidth) {
     }
   }
   const std::string narrow = on_terminal(88, calls[0] + small_analysis, plain);
-  EXPECT_THAT(narrow, HasSubstr("\nno room for: RMS freq. dev., peak non-lin.; --all shows"));
+  EXPECT_THAT(narrow,
+              HasSubstr("\nno room for: RMS freq. dev., peak non-lin., sweep; --all shows"));
   EXPECT_THAT(narrow, HasSubstr("avg. power [dBm]")) << "more important than what stands before";
   EXPECT_THAT(on_terminal(200, calls[0] + small_analysis, plain), Not(HasSubstr("no room")));
   for (const int columns : {70, 140, 300}) {

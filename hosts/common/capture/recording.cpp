@@ -1,5 +1,6 @@
 #include "common/capture/recording.h"
 
+#include "common/capture/checksum.h"
 #include "common/capture/extent.h"
 #include "common/capture/recording_files.h"
 #include "common/capture/stream_source.h"
@@ -54,9 +55,11 @@ class stored_source_t : public sample_source_t {
 
 class piped_source_t : public sample_source_t {
  public:
+  /// sha256  gets the bytes read; may be null
   piped_source_t(const opened_files_t& files, std::uint64_t skip,
-                 std::optional<std::uint64_t> count, float gain)
-      : source_(STDIN_FILENO, "standard input", *files.datatype, skip, count), gain_(gain) {}
+                 std::optional<std::uint64_t> count, float gain, sha256_t* sha256)
+      : source_(STDIN_FILENO, "standard input", *files.datatype, skip, count, sha256),
+        gain_(gain) {}
 
   std::size_t read(std::span<sample_t> out) override {
     const std::size_t count = source_.read(out);
@@ -152,6 +155,7 @@ struct recording_t::state_t {
   std::vector<part_t> parts;  ///< where each of them lies
   stretch_t stretch;
   float gain = 1.0F;
+  std::unique_ptr<sha256_t> piped_sha256;  ///< of a pipe, where it was asked for
 
   void take(const stretch_t& wanted) {
     stretch = wanted;
@@ -185,6 +189,9 @@ recording_t recording_t::open(const std::string& path, const read_options_t& opt
   state->gain = checked_gain(options.full_scale);
   state->files = open_files(path, options.format);
   const opened_files_t& files = state->files;
+  if (options.with_sha256 && files.store == nullptr) {
+    state->piped_sha256 = std::make_unique<sha256_t>();
+  }
   recording_info_t& info = state->info;
   info.name = path;
   info.format = files.format;
@@ -223,7 +230,7 @@ std::unique_ptr<sample_source_t> recording_t::source(std::size_t segment, std::u
       wanted = std::min(count.value_or(left), left);
     }
     return std::make_unique<piped_source_t>(state_->files, part.position + skip, wanted,
-                                            state_->gain);
+                                            state_->gain, state_->piped_sha256.get());
   }
   skip = std::min(skip, *total);
   part.position += skip;
@@ -250,11 +257,21 @@ void recording_t::read(std::uint64_t first, std::span<sample_t> out) const {
       state_->info.name, out.size(), first);
 }
 
-void recording_t::for_each_annotation(const std::function<void(const annotation_t&)>& take) const {
-  if (state_->info.annotation_count == 0) {
-    return;
+void recording_t::for_all_annotations(const std::function<void(const annotation_t&)>& take) const {
+  if (state_->info.annotation_count != 0) {
+    for_each_sigmf_annotation(state_->files.description_text, take);
   }
-  for_each_sigmf_annotation(state_->files.description_text, [&](const annotation_t& annotation) {
+}
+
+void recording_t::read_description(const json_visitor_t& visit) const {
+  const sigmf_text_t& text = state_->files.description_text;
+  if (text.open) {
+    read_json_object(text.open, text.source, visit);
+  }
+}
+
+void recording_t::for_each_annotation(const std::function<void(const annotation_t&)>& take) const {
+  for_all_annotations([&](const annotation_t& annotation) {
     const std::uint64_t end = annotation.first_sample + annotation.sample_count.value_or(1);
     if (end > state_->stretch.begin && annotation.first_sample < state_->stretch.end) {
       take(annotation);
@@ -269,6 +286,22 @@ const json_value_t& recording_t::segment_fields(std::size_t segment) const {
 }
 
 std::vector<std::string> recording_t::files() const { return paths_of(state_->files); }
+
+std::string recording_t::sha256() const {
+  return state_->files.store != nullptr ? sha256_of(state_->files) : state_->piped_sha256->digest();
+}
+
+std::vector<std::byte> recording_t::first_bytes(std::size_t count, bytes_t which) const {
+  const opened_files_t& files = state_->files;
+  if (files.data == nullptr) {
+    return {};
+  }
+  const std::uint64_t offset = which == of_file ? 0 : files.data_offset;
+  std::vector<std::byte> bytes(
+      static_cast<std::size_t>(std::min<std::uint64_t>(count, files.data->size() - offset)));
+  files.data->read(offset, bytes);
+  return bytes;
+}
 
 void recording_t::verify_checksum() const { check_sha512(state_->files); }
 

@@ -23,6 +23,7 @@ struct read_options_t {
   std::optional<double> full_scale = {};  ///< peak voltage that 1.0 stands for [V], > 0
   std::string from = {};  ///< where to begin, "20ms" or a number of samples; empty: at the start
   std::string duration = {};  ///< how much to take, likewise; empty: all
+  bool with_sha256 = false;   ///< whether sha256() of a pipe will be asked for
 };
 
 /// Components from which on a converter was at its end [V]; either bound counts.
@@ -75,6 +76,13 @@ class recording_t {
   /// again.
   void for_each_annotation(const std::function<void(const annotation_t&)>& take) const;
 
+  /// Hands over every annotation, whatever part was taken.
+  void for_all_annotations(const std::function<void(const annotation_t&)>& take) const;
+
+  /// Reads the description again and hands over its members as they stand, arrays element by
+  /// element; nothing where there is no description.
+  void read_description(const json_visitor_t& visit) const;
+
   /// The description's object `global`, and the object of each segment; empty objects where the
   /// recording has no description.
   const json_value_t& global_fields() const;
@@ -82,6 +90,17 @@ class recording_t {
 
   /// The files it consists of; none for standard input.
   std::vector<std::string> files() const;
+
+  /// The SHA-256 of the bytes that the samples are stored as, 64 lower-case hexadecimal digits: of
+  /// the dataset (in an archive that member alone), of a raw or WAV file as a whole, whatever part
+  /// was taken; of a pipe the bytes read so far, where the options asked for it. Reads the file
+  /// through; may be called on a thread of its own.
+  std::string sha256() const;
+
+  /// The first bytes, `count` at most, of the file that holds the samples or of the dataset in it,
+  /// undecoded; none for pipes. Throws input_error_t when the file changed.
+  enum bytes_t { of_file, of_dataset };
+  std::vector<std::byte> first_bytes(std::size_t count, bytes_t which) const;
 
   /// Compares the samples' file with its SHA-512 in the description. Throws input_error_t when they
   /// differ or none is given.

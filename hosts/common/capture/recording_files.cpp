@@ -3,6 +3,7 @@
 #include "common/capture/checksum.h"
 #include "common/capture/sigmf_archive.h"
 #include "common/capture/wav_store.h"
+#include "common/diagnosis/data_look.h"
 #include "common/errors.h"
 
 #include <algorithm>
@@ -34,11 +35,13 @@ bool is_wav_name(std::string name) {
 }
 
 /// Samples in `bytes` bytes, which must hold at least one and nothing beside.
-std::uint64_t count_samples(const std::string& path, std::uint64_t bytes, const datatype_t& type) {
+std::uint64_t count_samples(const std::string& path, std::uint64_t bytes, const datatype_t& type,
+                            const std::string& look = "") {
   if (bytes == 0 || bytes % type.sample_bytes != 0) {
     throw input_error_t(
-        "{}: {} bytes is the wrong size; allowed is a positive multiple of {} bytes, one {} sample",
-        path, bytes, type.sample_bytes, type.name);
+        "{}: {} bytes is the wrong size; allowed is a positive multiple of {} bytes, one {} "
+        "sample{}",
+        path, bytes, type.sample_bytes, type.name, look);
   }
   return bytes / type.sample_bytes;
 }
@@ -87,6 +90,15 @@ opened_files_t open_stream(const std::string& path, const std::string& format) {
   return files;
 }
 
+/// What a file's head looks like, to add to an error; empty where it looks like nothing known.
+std::string head_text(const input_file_t& file) {
+  constexpr std::uint64_t enough = 4096;
+  std::vector<std::byte> head(static_cast<std::size_t>(std::min(enough, file.size())));
+  file.read(0, head);
+  const data_look_t look = look_at_head(head);
+  return look.kind == data_look_t::ordinary ? "" : "; it looks like " + look_text(look);
+}
+
 opened_files_t open_raw(const std::string& path, const std::string& format) {
   opened_files_t files;
   files.name = path;
@@ -94,7 +106,9 @@ opened_files_t open_raw(const std::string& path, const std::string& format) {
   files.data = std::make_shared<input_file_t>(path, capture_expected);
   files.data_size = files.data->size();
   set_datatype(files, raw_datatype(path, format, files));
-  set_one_segment(files, count_samples(path, files.data_size, *files.datatype));
+  const bool fits = files.data_size % files.datatype->sample_bytes == 0;
+  set_one_segment(files, count_samples(path, files.data_size, *files.datatype,
+                                       fits ? "" : head_text(*files.data)));
   files.store =
       std::make_unique<file_store_t>(files.data, *files.datatype, std::vector<std::uint64_t>{0});
   return files;
@@ -209,12 +223,14 @@ opened_files_t open_sigmf(const std::string& path) {
   return files;
 }
 
-/// The one member of an archive whose path ends so.
-const archive_member_t& only_member(const std::vector<archive_member_t>& members,
-                                    const std::string& ending, const std::string& archive) {
+/// The one member of an archive that fits.
+/// what  names it in messages
+template <class Fits>
+const archive_member_t& only_member(const std::vector<archive_member_t>& members, Fits fits,
+                                    const std::string& what, const std::string& archive) {
   const archive_member_t* found = nullptr;
   for (const archive_member_t& member : members) {
-    if (!member.path.ends_with(ending)) {
+    if (!fits(member.path)) {
       continue;
     }
     if (found != nullptr) {
@@ -224,7 +240,7 @@ const archive_member_t& only_member(const std::vector<archive_member_t>& members
     found = &member;
   }
   if (found == nullptr) {
-    throw input_error_t("{}: holds no file '*{}'; expected a SigMF recording", archive, ending);
+    throw input_error_t("{}: holds no file '{}'; expected a SigMF recording", archive, what);
   }
   return *found;
 }
@@ -235,7 +251,9 @@ opened_files_t open_archive(const std::string& path) {
   files.format = "SigMF archive";
   files.data = std::make_shared<input_file_t>(path, "a SigMF archive");
   const auto members = list_archive(*files.data);
-  const archive_member_t& meta = only_member(members, std::string(sigmf_meta_ending), path);
+  const archive_member_t& meta = only_member(
+      members, [](const std::string& name) { return name.ends_with(sigmf_meta_ending); },
+      fmt::format("*{}", sigmf_meta_ending), path);
   files.description_text = {
       [archive = files.data, meta] { return archive->stream(meta.offset, meta.size); },
       path + ": " + meta.path};
@@ -244,11 +262,29 @@ opened_files_t open_archive(const std::string& path) {
       description.dataset.empty()
           ? sigmf_stem(meta.path) + std::string(sigmf_data_ending)
           : (fs::path(meta.path).parent_path() / description.dataset).string();
-  const archive_member_t& data = only_member(members, data_path, path);
+  const fs::path wanted = fs::path(data_path).lexically_normal();
+  const archive_member_t& data = only_member(
+      members, [&](const std::string& name) { return fs::path(name).lexically_normal() == wanted; },
+      data_path, path);
   files.data_offset = data.offset;
   files.data_size = data.size;
   describe(files, std::move(description));
   return files;
+}
+
+/// Digest of the first `size` bytes of the dataset.
+template <class Hash>
+std::string digest_of(const opened_files_t& files, std::uint64_t size) {
+  Hash hash;
+  std::vector<std::byte> bytes(1U << 20U);
+  for (std::uint64_t done = 0; done != size;) {
+    const auto part = std::span(bytes).first(
+        static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), size - done)));
+    files.data->read(files.data_offset + done, part);
+    hash.add(part);
+    done += part.size();
+  }
+  return hash.digest();
 }
 
 }  // namespace
@@ -301,20 +337,16 @@ std::vector<std::string> paths_of(const opened_files_t& files) {
   return paths;
 }
 
+std::string sha256_of(const opened_files_t& files) {
+  const bool is_described = files.description_text.open != nullptr;
+  return digest_of<sha256_t>(files, is_described ? files.data_size : files.data->size());
+}
+
 void check_sha512(const opened_files_t& files) {
   if (files.sha512.empty()) {
     throw input_error_t("{}: names no core:sha512 to compare with", files.name);
   }
-  sha512_t sha512;
-  std::vector<std::byte> bytes(1U << 20U);
-  for (std::uint64_t done = 0; done != files.data_size;) {
-    const auto part = std::span(bytes).first(
-        static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), files.data_size - done)));
-    files.data->read(files.data_offset + done, part);
-    sha512.add(part);
-    done += part.size();
-  }
-  const std::string digest = sha512.digest();
+  const std::string digest = digest_of<sha512_t>(files, files.data_size);
   if (digest != files.sha512) {
     throw input_error_t("{}: its samples have the SHA-512 {}; core:sha512 promises {}", files.name,
                         digest, files.sha512);

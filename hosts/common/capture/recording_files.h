@@ -43,6 +43,9 @@ opened_files_t open_files(const std::string& path, const std::string& format);
 /// The files it consists of; none for standard input.
 std::vector<std::string> paths_of(const opened_files_t& files);
 
+/// SHA-256 of the dataset, of a file without a description as a whole. Not for standard input.
+std::string sha256_of(const opened_files_t& files);
+
 /// Throws input_error_t when the dataset differs from the promised SHA-512, or none is promised.
 void check_sha512(const opened_files_t& files);
 

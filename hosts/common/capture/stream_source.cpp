@@ -21,12 +21,14 @@ constexpr std::size_t piece = 16384;
 }  // namespace
 
 stream_source_t::stream_source_t(int descriptor, std::string name, const datatype_t& type,
-                                 std::uint64_t skip, std::optional<std::uint64_t> count)
+                                 std::uint64_t skip, std::optional<std::uint64_t> count,
+                                 sha256_t* sha256)
     : descriptor_(descriptor),
       name_(std::move(name)),
       type_(type),
       skip_(skip),
       left_(count),
+      sha256_(sha256),
       bytes_(piece * type.sample_bytes) {}
 
 std::size_t stream_source_t::read(std::span<sample_t> out) {
@@ -74,6 +76,9 @@ std::size_t stream_source_t::read_bytes(std::span<std::byte> out) {
     filled += static_cast<std::size_t>(got);
   }
   bytes_read_ += filled;
+  if (sha256_ != nullptr) {
+    sha256_->add(out.first(filled));
+  }
   if (bytes_read_ == 0) {
     throw input_error_t("{}: holds no samples; expected at least one of {} bytes", name_,
                         type_.sample_bytes);

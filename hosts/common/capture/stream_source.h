@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/capture/checksum.h"
 #include "common/capture/datatype.h"
 #include "common/capture/sample_source.h"
 
@@ -18,8 +19,9 @@ class stream_source_t : public sample_source_t {
   /// name        for messages, "standard input"
   /// skip        samples to leave out first
   /// count       samples to read at most; nothing: until the pipe ends
+  /// sha256      gets every byte that is read; null: nobody wants to know
   stream_source_t(int descriptor, std::string name, const datatype_t& type, std::uint64_t skip,
-                  std::optional<std::uint64_t> count);
+                  std::optional<std::uint64_t> count, sha256_t* sha256 = nullptr);
 
   /// Throws input_error_t when the pipe holds nothing, or ends within a sample or before the
   /// first one wanted.
@@ -33,6 +35,7 @@ class stream_source_t : public sample_source_t {
   const datatype_t& type_;
   std::uint64_t skip_;
   std::optional<std::uint64_t> left_;
+  sha256_t* sha256_;
   std::uint64_t bytes_read_ = 0;
   std::vector<std::byte> bytes_;
 };

@@ -1,15 +1,29 @@
 #pragma once
 
+#include "common/figures/settling.h"
+
 #include <fmcw_demod/result_record.h>
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 namespace orn::fmcw_host {
 
 /// What else there is to say of a chirp, a bit each.
 struct chirp_flag_t {
-  static constexpr std::uint32_t edge = 1;  ///< reaches an end of what was sampled without a gap
+  static constexpr std::uint32_t edge = 1;    ///< reaches an end of what was sampled without a gap
+  static constexpr std::uint32_t merged = 2;  ///< peak non-linearity above merged_inl_peak
+  static constexpr std::uint32_t unlike = 4;  ///< unlike its neighbours, see neighbour_check_t
+  static constexpr std::uint32_t nonfinite = 8;  ///< a sample inside is not finite
+  static constexpr std::uint32_t clipped = 16;   ///< a sample inside reached the converter's end
+};
+
+/// What stands beside a chirp's figures in a row.
+struct row_remarks_t {
+  std::string datetime;      ///< of its first sample, ISO 8601; empty: not known
+  std::string_view verdict;  ///< "pass" or "fail"; empty: no limit concerns it
 };
 
 /// One measured chirp of a recording: a row of every table.
@@ -21,6 +35,9 @@ struct chirp_t {
   double stop = 0.0;               ///< last_sample over the rate [s]
   double fm_settling_point = 0.0;  ///< on the axis of start [s]
   double pm_settling_point = 0.0;  ///< on the axis of start [s]
+  double idle = 0.0;               ///< gap to the chirp before [s]; NaN where there is none
+  double period = 0.0;             ///< from its start to this one [s]; NaN where there is none
+  settling_t settling = {};        ///< by the smoothed frequency
   std::optional<double> centre;    ///< RF frequency of 0 Hz [Hz]
   std::uint32_t flags = 0;         ///< of chirp_flag_t
   bool selected = false;           ///< by `chirp_start` and `chirp_count`

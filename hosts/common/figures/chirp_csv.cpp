@@ -1,26 +1,32 @@
 #include "common/figures/chirp_csv.h"
 
 #include "common/figures/figure_table.h"
+#include "common/figures/flags.h"
 
 #include <utility>
 
 namespace orn::fmcw_host {
 
-chirp_csv_t::chirp_csv_t(std::ostream& out, std::string capture, bool with_rf)
-    : out_(out), capture_(std::move(capture)), with_rf_(with_rf) {
+chirp_csv_t::chirp_csv_t(std::ostream& out, csv_columns_t columns) : out_(out), columns_(columns) {
   for (const char* const column :
        {"capture", "chirp", "direction", "first_sample", "last_sample", "selected"}) {
     out_.cell(column);
   }
   for (const figure_t& figure : figure_table()) {
-    if (with_rf_ || !needs_centre(figure)) {
+    if (columns_.with_rf || !needs_centre(figure)) {
       out_.cell(figure.column);
     }
   }
-  out_.cell("flags").end_row();
+  out_.cell("flags").cell("start_datetime");
+  if (columns_.with_verdict) {
+    out_.cell("verdict");
+  }
+  out_.end_row();
 }
 
-void chirp_csv_t::add(const chirp_t& chirp) {
+void chirp_csv_t::begin_capture(std::string capture) { capture_ = std::move(capture); }
+
+void chirp_csv_t::add(const chirp_t& chirp, const row_remarks_t& remarks) {
   out_.cell(std::string_view(capture_))
       .cell(chirp.number)
       .cell(direction_of(chirp))
@@ -30,11 +36,15 @@ void chirp_csv_t::add(const chirp_t& chirp) {
   for (const figure_t& figure : figure_table()) {
     if (!needs_centre(figure) || chirp.centre) {
       out_.cell(figure.get(chirp));
-    } else if (with_rf_) {
+    } else if (columns_.with_rf) {
       out_.cell("");
     }
   }
-  out_.cell(std::string_view(flag_words(chirp))).end_row();
+  out_.cell(std::string_view(flag_words(chirp))).cell(std::string_view(remarks.datetime));
+  if (columns_.with_verdict) {
+    out_.cell(remarks.verdict);
+  }
+  out_.end_row();
 }
 
 }  // namespace orn::fmcw_host

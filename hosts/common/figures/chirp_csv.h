@@ -8,20 +8,28 @@
 
 namespace orn::fmcw_host {
 
+/// The columns that not every table has.
+struct csv_columns_t {
+  bool with_rf = false;       ///< a centre frequency is known, or may be
+  bool with_verdict = false;  ///< there are limits
+};
+
 /// Chirps as CSV, a line each: capture, chirp, direction, first_sample, last_sample, selected (0 or
-/// 1), the figures, flags. Numbers round-trip; an RF frequency that nobody told is empty.
+/// 1), the figures, flags, start_datetime, verdict. Numbers round-trip; an RF frequency or a time that nobody
+/// told and the verdict of a chirp that no limit concerns are empty.
 class chirp_csv_t {
  public:
-  /// capture   name for the first column
-  /// with_rf   whether a centre frequency is known
-  chirp_csv_t(std::ostream& out, std::string capture, bool with_rf);
+  chirp_csv_t(std::ostream& out, csv_columns_t columns);
 
-  void add(const chirp_t& chirp);
+  /// capture  name for the first column, of the rows that follow
+  void begin_capture(std::string capture);
+
+  void add(const chirp_t& chirp, const row_remarks_t& remarks = {});
 
  private:
   csv_writer_t out_;
   std::string capture_;
-  bool with_rf_;
+  csv_columns_t columns_;
 };
 
 }  // namespace orn::fmcw_host

@@ -3,6 +3,8 @@
 #include "common/errors.h"
 #include "common/settings/setting_table.h"
 
+#include <cmath>
+
 namespace orn::fmcw_host {
 namespace {
 
@@ -41,11 +43,22 @@ std::vector<figure_t> make_table() {
       {"power_peak_dbm", "peak power", "dBm", "highest power of a sample", false, [](const chirp_t& c) { return c.figures.power_peak; }},
       {"power_min_dbm", "lowest power", "dBm", "lowest power of a sample", false, [](const chirp_t& c) { return c.figures.power_min; }},
       {"power_pk_dev_db", "power range", "dB", "highest less lowest power", false, [](const chirp_t& c) { return c.figures.power_pk_dev; }},
+      {"sweep_hz", "sweep", "Hz", "magnitude of the slope times the length: a bandwidth that noise does not inflate", true, sweep_of},
+      {"idle_s", "idle", "s", "gap to the chirp before; none for the first", false, [](const chirp_t& c) { return c.idle; }},
+      {"period_s", "period", "s", "start less the start of the chirp before; none for the first", false, [](const chirp_t& c) { return c.period; }},
+      {"fm_settled_s", "freq. settled after", "s", "from the start until the smoothed frequency stays within the tolerance", false, [](const chirp_t& c) { return c.settling.frequency_time; }},
+      {"pm_settled_s", "phase settled after", "s", "from the start until the phase stays within the tolerance", false, [](const chirp_t& c) { return c.settling.phase_time; }},
+      {"overshoot_hz", "overshoot", "Hz", "largest deviation of the smoothed frequency in the chirp's first half, signed", false, [](const chirp_t& c) { return c.settling.overshoot; }},
   };
 }
 // clang-format on
 
 }  // namespace
+
+double sweep_of(const chirp_t& chirp) {
+  constexpr double hz_per_s = 1e9;  // in a kHz/us
+  return std::abs(chirp.figures.slope) * hz_per_s * chirp.figures.length;
+}
 
 const std::vector<figure_t>& figure_table() {
   static const std::vector<figure_t> table = make_table();
@@ -66,12 +79,13 @@ const figure_t& figure_named(std::string_view column) {
 
 bool needs_centre(const figure_t& figure) { return figure.column.starts_with("rf_"); }
 
-std::string_view direction_of(const chirp_t& chirp) {
-  return chirp.figures.slope < 0.0 ? "down" : "up";
+bool is_place(const figure_t& figure) {
+  return figure.column == "start_s" || figure.column == "stop_s" ||
+         figure.column.ends_with("_settling_point_s");
 }
 
-std::string flag_words(const chirp_t& chirp) {
-  return (chirp.flags & chirp_flag_t::edge) != 0 ? "edge" : "";
+std::string_view direction_of(const chirp_t& chirp) {
+  return chirp.figures.slope < 0.0 ? "down" : "up";
 }
 
 }  // namespace orn::fmcw_host

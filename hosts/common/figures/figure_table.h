@@ -2,7 +2,6 @@
 
 #include "common/figures/chirp.h"
 
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -21,16 +20,19 @@ struct figure_t {
 /// Every figure, in the order of the columns.
 const std::vector<figure_t>& figure_table();
 
+/// Magnitude of the fitted slope times the length [Hz].
+double sweep_of(const chirp_t& chirp);
+
 /// The figure of that column. Throws input_error_t with the nearest name.
 const figure_t& figure_named(std::string_view column);
 
 /// Whether the figure needs the RF frequency of 0 Hz.
 bool needs_centre(const figure_t& figure);
 
+/// Whether the figure is a time on the recording's axis: says where a chirp is, not how it is.
+bool is_place(const figure_t& figure);
+
 /// "up" or "down", by the sign of the fitted slope.
 std::string_view direction_of(const chirp_t& chirp);
-
-/// The words of the flags, separated by spaces.
-std::string flag_words(const chirp_t& chirp);
 
 }  // namespace orn::fmcw_host

@@ -4,44 +4,18 @@
 #include "common/capture/sigmf_description.h"
 #include "common/capture/statistics.h"
 #include "common/errors.h"
+#include "common/fuzz/folder.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace orn::fmcw_host;
-
-/// A folder of this process, gone at its end.
-struct folder_t {
-  fs::path path;
-  folder_t() {
-    std::string name = (fs::temp_directory_path() / "fmcw-fuzz-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) {
-      std::abort();
-    }
-    path = name;
-  }
-  folder_t(const folder_t&) = delete;
-  folder_t& operator=(const folder_t&) = delete;
-  ~folder_t() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-};
-
-void write(const fs::path& path, std::string_view content) {
-  std::ofstream(path, std::ios::binary)
-      .write(content.data(), static_cast<std::streamsize>(content.size()));
-}
 
 void read_whole(const std::string& path, const read_options_t& options) {
   try {

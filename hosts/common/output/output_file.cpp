@@ -25,15 +25,37 @@ namespace fs = std::filesystem;
 
 std::string reason() { return std::generic_category().message(errno); }
 
+/// The answer of a file system's question. What else went wrong shows when the file is opened, but
+/// a path that memory ran out for must not be taken for one.
+template <class Answer>
+Answer answer(Answer given, const std::error_code& error) {
+  if (error == std::errc::not_enough_memory) {
+    throw std::bad_alloc();
+  }
+  return given;
+}
+
 /// Where a path leads after its symbolic links, the last of which may lead to nothing.
 fs::path followed(fs::path path) {
-  std::error_code ignored;
+  std::error_code error;
   constexpr int longest_chain = 40;
-  for (int i = 0; i < longest_chain && fs::is_symlink(fs::symlink_status(path, ignored)); ++i) {
-    const fs::path target = fs::read_symlink(path, ignored);
+  for (int i = 0; i < longest_chain && fs::is_symlink(fs::symlink_status(path, error)); ++i) {
+    const fs::path target = answer(fs::read_symlink(path, error), error);
     path = target.is_absolute() ? target : path.parent_path() / target;
   }
-  return fs::absolute(path, ignored);
+  return answer(fs::absolute(path, error), error);
+}
+
+bool are_same(const std::string& a, const std::string& b) {
+  if (a == b || a == "-" || b == "-") {
+    return a == b;
+  }
+  std::error_code error;
+  if (fs::equivalent(a, b, error)) {
+    return true;
+  }
+  const fs::path first = answer(fs::weakly_canonical(followed(a), error), error);
+  return !first.empty() && first == answer(fs::weakly_canonical(followed(b), error), error);
 }
 
 /// A name beside `place` that is not taken and cannot be foreseen.
@@ -258,13 +280,6 @@ void output_file_t::commit_together(std::span<output_file_t* const> files) {
 }
 
 void check_outputs(std::span<const std::string> inputs, std::span<const std::string> outputs) {
-  const auto are_same = [](const std::string& a, const std::string& b) {
-    std::error_code ignored;
-    return a == b ||
-           (a != "-" && b != "-" &&
-            (fs::equivalent(a, b, ignored) || fs::weakly_canonical(followed(a), ignored) ==
-                                                  fs::weakly_canonical(followed(b), ignored)));
-  };
   const auto is_file = [](const std::string& path) {
     std::error_code ignored;
     return !fs::exists(path, ignored) || fs::is_regular_file(path, ignored);

@@ -79,8 +79,11 @@ recording_story_t story_of(const recording_t& recording, std::uint64_t samples_w
   const std::uint64_t end = story.first_sample + samples_written;
   story.annotations = [&recording, begin = story.first_sample,
                        end](const std::function<void(const json_value_t&)>& put) {
-    recording.for_each_annotation(
-        [&](const annotation_t& annotation) { put(cut(annotation, begin, end)); });
+    recording.for_each_annotation([&](const annotation_t& annotation) {
+      if (annotation.first_sample < end) {  // others lie behind the samples altogether
+        put(cut(annotation, begin, end));
+      }
+    });
   };
   return story;
 }

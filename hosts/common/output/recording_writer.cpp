@@ -64,128 +64,115 @@ std::span<const char> characters(std::span<const std::byte> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-void reserve(output_file_t& file, const datatype_t& type, const write_options_t& options) {
-  if (options.sample_count) {
-    file.reserve(*options.sample_count * type.sample_bytes);
-  }
-}
-
-void put(std::ostream& out, std::span<const std::byte> bytes) {
-  const auto text = characters(bytes);
-  out.write(text.data(), static_cast<std::streamsize>(text.size()));
-}
-
-written_t summary_of(const sample_encoder_t& encoder, const datatype_t& type,
-                     std::vector<std::string> paths) {
-  return {std::move(paths), std::string(type.name), encoder.sample_count(),
-          encoder.clipped_count()};
-}
-
-class raw_writer_t : public recording_writer_t {
+/// What every kind has: a file for the samples, and what turns them into its bytes.
+class file_writer_t : public recording_writer_t {
  public:
-  raw_writer_t(const std::string& path, const write_options_t& options)
-      : type_(datatype_for(path, options)),
-        file_(path, options.existing),
-        encoder_(type_, [this](auto bytes) { put(file_.stream(), bytes); }) {
-    reserve(file_, type_, options);
-  }
-
   void write(std::span<const sample_t> samples) override { encoder_.write(samples); }
 
-  written_t finish(const recording_story_t& /*story*/) override {
-    written_t written = summary_of(encoder_, type_, {file_.path()});
-    file_.commit();
-    return written;
+ protected:
+  /// path       as the user gave it
+  /// data_path  of the file
+  file_writer_t(const std::string& path, const std::string& data_path,
+                const write_options_t& options)
+      : type_(datatype_for(path, options)),
+        file_(data_path, options.existing),
+        encoder_(type_, [this](auto bytes) { put(bytes); }) {
+    if (options.sample_count) {
+      file_.reserve(*options.sample_count * type_.sample_bytes);
+    }
   }
 
- private:
+  /// The next bytes of the samples.
+  virtual void put(std::span<const std::byte> bytes) {
+    const auto text = characters(bytes);
+    file_.stream().write(text.data(), static_cast<std::streamsize>(text.size()));
+  }
+
+  written_t written(std::vector<std::string> paths) const {
+    return {std::move(paths), std::string(type_.name), encoder_.sample_count(),
+            encoder_.clipped_count()};
+  }
+
+  /// Puts the one file in place.
+  written_t commit() {
+    written_t result = written({file_.path()});
+    file_.commit();
+    return result;
+  }
+
   const datatype_t& type_;
   output_file_t file_;
+
+ private:
   sample_encoder_t encoder_;
 };
 
-class wav_recording_writer_t : public recording_writer_t {
+class raw_writer_t : public file_writer_t {
+ public:
+  raw_writer_t(const std::string& path, const write_options_t& options)
+      : file_writer_t(path, path, options) {}
+
+  written_t finish(const recording_story_t& /*story*/) override { return commit(); }
+};
+
+class wav_recording_writer_t : public file_writer_t {
  public:
   wav_recording_writer_t(const std::string& path, const write_options_t& options)
-      : type_(datatype_for(path, options)),
-        file_(path, options.existing),
-        wav_(file_.stream(), path, type_, options.sample_rate),
-        encoder_(type_, [this](auto bytes) { wav_.write(bytes); }) {
-    reserve(file_, type_, options);
-  }
-
-  void write(std::span<const sample_t> samples) override { encoder_.write(samples); }
+      : file_writer_t(path, path, options),
+        wav_(file_.stream(), path, type_, options.sample_rate) {}
 
   written_t finish(const recording_story_t& /*story*/) override {
     wav_.finish();
-    written_t written = summary_of(encoder_, type_, {file_.path()});
-    file_.commit();
-    return written;
+    return commit();
   }
 
  private:
-  const datatype_t& type_;
-  output_file_t file_;
+  void put(std::span<const std::byte> bytes) override { wav_.write(bytes); }
+
   wav_writer_t wav_;
-  sample_encoder_t encoder_;
 };
 
-class sigmf_pair_writer_t : public recording_writer_t {
+class sigmf_pair_writer_t : public file_writer_t {
  public:
   sigmf_pair_writer_t(const std::string& path, const write_options_t& options)
-      : type_(datatype_for(path, options)),
+      : file_writer_t(path, sigmf_stem(path) + std::string(sigmf_data_ending), options),
         sample_rate_(options.sample_rate),
-        data_(sigmf_stem(path) + std::string(sigmf_data_ending), options.existing),
-        meta_(sigmf_stem(path) + std::string(sigmf_meta_ending), options.existing),
-        encoder_(type_, [this](auto bytes) {
-          put(data_.stream(), bytes);
-          sha512_.add(bytes);
-        }) {
-    reserve(data_, type_, options);
-  }
-
-  void write(std::span<const sample_t> samples) override { encoder_.write(samples); }
+        meta_(sigmf_stem(path) + std::string(sigmf_meta_ending), options.existing) {}
 
   written_t finish(const recording_story_t& story) override {
     write_sigmf_text(meta_.stream(), story, {type_.name, sample_rate_, sha512_.digest()});
-    written_t written = summary_of(encoder_, type_, {data_.path(), meta_.path()});
-    const std::array<output_file_t*, 2> both = {&data_, &meta_};
+    written_t result = written({file_.path(), meta_.path()});
+    const std::array<output_file_t*, 2> both = {&file_, &meta_};
     output_file_t::commit_together(both);
-    return written;
+    return result;
   }
 
  private:
-  const datatype_t& type_;
+  void put(std::span<const std::byte> bytes) override {
+    file_writer_t::put(bytes);
+    sha512_.add(bytes);
+  }
+
   double sample_rate_;
-  output_file_t data_;
   output_file_t meta_;
   sha512_t sha512_;
-  sample_encoder_t encoder_;
 };
 
-class sigmf_archive_writer_t : public recording_writer_t {
+class sigmf_archive_writer_t : public file_writer_t {
  public:
   sigmf_archive_writer_t(const std::string& path, const write_options_t& options)
-      : type_(datatype_for(path, options)),
+      : file_writer_t(path, path, options),
         sample_rate_(options.sample_rate),
         stem_(fs::path(path).stem().string()),
-        file_(path, options.existing),
-        archive_(file_.stream(), archive_writer_t::tar),
-        encoder_(type_, [this](auto bytes) {
-          archive_.write(bytes);
-          sha512_.add(bytes);
-        }) {
+        archive_(file_.stream(), archive_writer_t::tar) {
     if (!options.sample_count) {
       throw input_error_t(
           "{}: an archive of samples from a pipe cannot be written, since their number comes "
           "first; allowed are names without .sigmf",
           path);
     }
-    reserve(file_, type_, options);
     archive_.begin(member(sigmf_data_ending), *options.sample_count * type_.sample_bytes);
   }
-
-  void write(std::span<const sample_t> samples) override { encoder_.write(samples); }
 
   written_t finish(const recording_story_t& story) override {
     std::ostringstream meta;
@@ -194,23 +181,23 @@ class sigmf_archive_writer_t : public recording_writer_t {
     archive_.begin(member(sigmf_meta_ending), text.size());
     archive_.write(std::as_bytes(std::span(text)));
     archive_.finish();
-    written_t written = summary_of(encoder_, type_, {file_.path()});
-    file_.commit();
-    return written;
+    return commit();
   }
 
  private:
+  void put(std::span<const std::byte> bytes) override {
+    archive_.write(bytes);
+    sha512_.add(bytes);
+  }
+
   std::string member(std::string_view ending) const {
     return stem_ + "/" + stem_ + std::string(ending);
   }
 
-  const datatype_t& type_;
   double sample_rate_;
   std::string stem_;
-  output_file_t file_;
   archive_writer_t archive_;
   sha512_t sha512_;
-  sample_encoder_t encoder_;
 };
 
 }  // namespace

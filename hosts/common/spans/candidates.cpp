@@ -1,6 +1,7 @@
 #include "common/spans/candidates.h"
 
-#include <fmcw_demod/engine.h>
+#include "common/spans/boundary_finder.h"
+
 #include <fmcw_demod/parameters.h>
 
 #include <algorithm>
@@ -13,7 +14,7 @@ namespace {
 
 using namespace fmcw_demod_lib;
 
-constexpr std::size_t block_length = std::size_t{1} << 20;
+constexpr std::size_t block_length = std::size_t{1} << 18;
 constexpr std::size_t block_margin = 512;  // smoothing reaches 128 samples
 constexpr std::size_t slope_step = 16;     // of 256 smoothed samples, 16 tell the median
 constexpr double like_duration = 1.25;
@@ -31,14 +32,9 @@ struct switching_t {
   std::vector<float> slopes;
 };
 
-switching_t find_switching(std::span<const sample_t> samples, const FMCWAnalyze& engine,
-                           double rate) {
+switching_t find_switching(std::span<const sample_t> samples, boundary_finder_t& finder) {
   switching_t found;
   std::vector<sample_t> block;
-  std::vector<double> freq;
-  std::vector<double> phase;
-  std::vector<float> slope_raw;
-  std::vector<float> slope_smooth;
   for (std::size_t own = 0; own < samples.size(); own += block_length) {
     const std::size_t first = own < block_margin ? 0 : own - block_margin;
     const std::size_t own_end = std::min(own + block_length, samples.size());
@@ -48,10 +44,8 @@ switching_t find_switching(std::span<const sample_t> samples, const FMCWAnalyze&
     }
     block.assign(samples.begin() + static_cast<std::ptrdiff_t>(first),
                  samples.begin() + static_cast<std::ptrdiff_t>(end));
-    engine.compute_instantaneous_freq(block, static_cast<float>(rate), freq, phase);
-    const std::vector<int> points = engine.detect_chirp_boundaries(
-        ArrayView<const double>(freq.data(), freq.size()), slope_raw, slope_smooth, 1.0 / rate);
-    for (const int point : points) {
+    finder.set(block);
+    for (const int point : finder.find(0, block.size())) {
       const std::size_t position = first + static_cast<std::size_t>(point);
       if (position >= own && position < own_end) {
         found.points.push_back(static_cast<int>(position));
@@ -59,10 +53,10 @@ switching_t find_switching(std::span<const sample_t> samples, const FMCWAnalyze&
     }
     for (std::size_t i = found.slopes.size() * slope_step; i < std::min(own_end, end - 1);
          i += slope_step) {
-      found.slopes.push_back(slope_smooth[i - first]);
+      found.slopes.push_back(finder.slope()[i - first]);
     }
   }
-  found.points = engine.MergeSwitching(found.points);
+  found.points = finder.engine().MergeSwitching(found.points);
   return found;
 }
 
@@ -72,8 +66,8 @@ std::vector<candidate_t> find_candidates(std::span<const sample_t> samples, doub
                                          std::uint32_t rate_doublings) {
   const auto doublings = static_cast<int>(rate_doublings);
   const FMCWConfig parameters(fmcw_demod_config_t{}, nullptr, 0.0F);
-  const FMCWAnalyze engine(parameters);
-  const switching_t found = find_switching(samples, engine, std::ldexp(rate, doublings));
+  boundary_finder_t finder(parameters, std::ldexp(rate, doublings));
+  const switching_t found = find_switching(samples, finder);
   std::vector<candidate_t> candidates;
   for (std::size_t i = 1; i < found.points.size(); ++i) {
     const auto begin = static_cast<std::size_t>(found.points[i - 1]);

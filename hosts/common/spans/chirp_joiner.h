@@ -30,6 +30,7 @@ class chirp_joiner_t {
 
  private:
   bool is_new(const chirp_t& chirp) const;
+  bool follows(const span_chirp_t& seen) const;
 
   take_t take_;
   double rate_;
@@ -38,8 +39,12 @@ class chirp_joiner_t {
   std::uint32_t selected_count_;
   std::uint64_t segment_first_ = 0;
   std::optional<double> centre_;
-  std::optional<std::uint64_t> last_end_;  ///< of the segment's last chirp [samples of the segment]
-  std::uint64_t count_ = 0;                ///< of the recording's chirps
+  struct place_t {
+    std::uint64_t start, end;  ///< [samples of the segment]
+    std::uint32_t number_in_frame;
+  };
+  std::optional<place_t> last_;  ///< the segment's last chirp
+  std::uint64_t count_ = 0;      ///< of the recording's chirps
   std::uint64_t count_in_segment_ = 0;
 };
 

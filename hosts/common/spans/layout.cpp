@@ -1,17 +1,21 @@
 #include "common/spans/layout.h"
 
 #include "common/errors.h"
+#include "common/memory.h"
 #include "common/spans/frame_plan.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include <unistd.h>
-
 namespace orn::fmcw_host {
 namespace {
 
-constexpr std::uint64_t usual_own = std::uint64_t{1} << 21;
+// Samples that a span owns. Short ones stay nearer to the caches and spread better over threads;
+// long enough, what neighbours see as well costs little.
+constexpr std::uint64_t least_own = std::uint64_t{1} << 19;
+constexpr std::uint64_t most_own = std::uint64_t{1} << 21;
+constexpr std::uint64_t chirps_per_span = 16;
+constexpr std::uint64_t least_chirps_per_span = 2;
 
 void check(const layout_t& layout, const settings_t& settings) {
   const std::uint64_t longest = layout.longest();
@@ -35,7 +39,8 @@ layout_t lay_out_spans(const settings_t& settings) {
   layout_t layout;
   layout.lead = longest_chirp + longest_chirp / 4 + seam_margin;
   layout.tail = layout.lead;
-  layout.own = std::max(usual_own, 2 * longest_chirp);
+  layout.own = std::max(std::clamp(chirps_per_span * longest_chirp, least_own, most_own),
+                        least_chirps_per_span * longest_chirp);
   return layout;
 }
 
@@ -47,14 +52,14 @@ layout_t lay_out_frames(const settings_t& settings, std::uint64_t sample_count) 
   layout_t layout;
   layout.uncovered = sample_count - std::min(plan.end - plan.start, plan.length * plan.count);
   layout.frame_length = std::max<std::uint64_t>(plan.length, 1);
-  if (sample_count <= 2 * usual_own) {
+  if (sample_count <= 2 * most_own) {
     layout.own = sample_count;
     layout.frames_per_span = plan.count;
     return layout;
   }
   layout.begin = plan.start;
   layout.end = std::min(plan.end, plan.start + plan.length * plan.count);
-  layout.frames_per_span = std::max<std::uint64_t>(usual_own / layout.frame_length, 1);
+  layout.frames_per_span = std::max<std::uint64_t>(most_own / layout.frame_length, 1);
   layout.own = layout.frames_per_span * layout.frame_length;
   // The frequency at a frame's first sample is a difference across it, and the library counts
   // frames by their duration, which is up to two samples more than their length.
@@ -76,11 +81,6 @@ layout_t lay_out(const settings_t& settings, std::optional<std::uint64_t> sample
                               : lay_out_spans(settings);
   check(layout, settings);
   return layout;
-}
-
-std::uint64_t memory_of_machine() {
-  return static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) *
-         static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
 }
 
 // Samples, both frequencies and the phase in double, five traces and two slopes in float, and what

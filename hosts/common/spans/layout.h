@@ -30,8 +30,8 @@ constexpr std::uint64_t seam_margin = 1024;
 /// The layout that suits the settings.
 ///
 /// In spans, a chirp is seen with both its switching points by the span it begins in: lead and tail
-/// are 5/4 of `max_chirp_len` and `seam_margin`. A span owns 2^21 samples, or twice `max_chirp_len`
-/// where that is more. In frames, spans hold whole frames of the library's own plan, as many as fit
+/// are 5/4 of `max_chirp_len` and `seam_margin`. A span owns 16 times `max_chirp_len`, but at least
+/// 2^19 samples and at most 2^21, or twice `max_chirp_len` where that is more. In frames, spans hold whole frames of the library's own plan, as many as fit
 /// into 2^21 samples; a segment that is not longer than 2^22 samples is one span, analysed with the
 /// settings as they stand.
 ///
@@ -44,9 +44,6 @@ layout_t lay_out(const settings_t& settings, std::optional<std::uint64_t> sample
 
 /// Most samples that the library can index.
 constexpr std::uint64_t most_indexed_samples = (std::uint64_t{1} << 31) - 1;
-
-/// Bytes of memory this machine has.
-std::uint64_t memory_of_machine();
 
 /// Bytes that the analysis of a span of so many samples takes at its peak.
 std::uint64_t bytes_of_span(std::uint64_t sample_count);

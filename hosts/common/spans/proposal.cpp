@@ -1,5 +1,6 @@
 #include "common/spans/proposal.h"
 
+#include "common/errors.h"
 #include "common/settings/units.h"
 
 #include <algorithm>
@@ -156,13 +157,14 @@ proposal_t propose(std::span<const sample_t> samples, double rate) {
 proposal_t propose(sample_source_t& source, double rate, std::vector<sample_t>& read) {
   proposal_t proposal;
   read.clear();
-  for (std::uint64_t wanted = first_look; wanted <= longest_look; wanted *= 4) {
+  for (const look_t& look : looks) {
     const std::size_t held = read.size();
-    read.resize(static_cast<std::size_t>(wanted));
+    resize_for("the look at the beginning", read, static_cast<std::size_t>(look.samples));
     read.resize(held + source.read(std::span(read).subspan(held)));
     proposal = propose(read, rate);
-    const bool enough = !proposal.chosen.empty() && proposal.chosen.front().count >= enough_chirps;
-    if (enough || read.size() < wanted) {
+    const bool enough =
+        !proposal.chosen.empty() && proposal.chosen.front().count >= look.enough_chirps;
+    if (enough || read.size() < look.samples) {
       break;
     }
   }

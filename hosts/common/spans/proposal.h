@@ -5,6 +5,7 @@
 
 #include <fmcw_demod/types.h>
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -20,12 +21,14 @@ struct proposal_t {
   double coverage = 0.0;                    ///< share of the time that the chosen ones take
 };
 
-/// Samples that a proposal looks at first, and at most where that shows fewer than three chirps.
-constexpr std::uint64_t first_look = std::uint64_t{1} << 22;
-constexpr std::uint64_t longest_look = std::uint64_t{1} << 24;
-
-/// Chirps that a proposal wants to have seen.
-constexpr std::uint64_t enough_chirps = 3;
+/// How far a proposal looks, and how many chirps it wants to have seen to look no further.
+struct look_t {
+  std::uint64_t samples;
+  std::uint64_t enough_chirps;
+};
+inline constexpr std::array looks = {look_t{std::uint64_t{1} << 19, 32},
+                                     look_t{std::uint64_t{1} << 22, 3},
+                                     look_t{std::uint64_t{1} << 24, 0}};
 
 /// Chooses settings from the beginning of a recording; non-finite samples are cut out.
 ///
@@ -37,7 +40,7 @@ constexpr std::uint64_t enough_chirps = 3;
 /// used.
 proposal_t propose(std::span<const fmcw_demod_lib::sample_t> samples, double rate);
 
-/// The same from the first samples of a source, as many as it takes.
+/// The same from the first samples of a source, as many as it takes by `looks`.
 /// read  gets the samples that were read, for replay_source_t
 proposal_t propose(sample_source_t& source, double rate,
                    std::vector<fmcw_demod_lib::sample_t>& read);

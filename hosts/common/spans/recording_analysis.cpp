@@ -1,17 +1,21 @@
 #include "common/spans/recording_analysis.h"
 
 #include "common/errors.h"
+#include "common/spans/proposal.h"
 #include "common/spans/span_reader.h"
 
 #include <algorithm>
 #include <condition_variable>
 #include <exception>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <new>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <fmt/format.h>
 
 namespace orn::fmcw_host {
 namespace {
@@ -21,10 +25,11 @@ namespace {
 class span_pool_t {
  public:
   span_pool_t(const settings_t& settings, const layout_t& layout, sample_source_t& source,
-              unsigned jobs, double coverage)
+              unsigned jobs, double coverage, const measure_options_t& options)
       : settings_(settings),
         layout_(layout),
         coverage_(coverage),
+        options_(options),
         reader_(layout, source),
         ahead_limit_(std::uint64_t{4} * jobs) {
     try {
@@ -107,7 +112,7 @@ class span_pool_t {
   void work() {
     span_t span;
     try {
-      span_analyzer_t analyzer(settings_, layout_, coverage_);
+      span_analyzer_t analyzer(settings_, layout_, coverage_, options_);
       while (read(span)) {
         span_result_t result = analyzer.analyze(span);
         const std::scoped_lock lock(results_mutex_);
@@ -125,6 +130,7 @@ class span_pool_t {
   const settings_t& settings_;
   const layout_t& layout_;
   double coverage_;
+  const measure_options_t& options_;
 
   std::mutex reader_mutex_;  // taken before results_mutex_
   span_reader_t reader_;
@@ -145,14 +151,25 @@ class span_pool_t {
 
 }  // namespace
 
+std::string change_text(const change_t& change) {
+  return fmt::format(
+      "about {:.6g} s on: {}, which these settings leave out; look there with --from {}",
+      change.time, group_text(change.others), change.first_sample);
+}
+
 recording_analysis_t::recording_analysis_t(const settings_t& settings, unsigned jobs,
                                            listener_t listener, std::optional<std::uint64_t> total,
-                                           double coverage)
+                                           double coverage, const measure_options_t& options)
     : settings_(settings),
       jobs_(std::max(jobs, 1U)),
       coverage_(coverage),
+      options_(options),
       listener_(std::move(listener)),
-      joiner_(settings, listener_.on_chirp) {
+      neighbours_([this](const chirp_t& chirp) {
+        tell_changes(chirp.first_sample);
+        listener_.on_chirp(chirp);
+      }),
+      joiner_(settings, [this](const chirp_t& chirp) { neighbours_.add(chirp); }) {
   progress_.total = total;
 }
 
@@ -165,13 +182,16 @@ void recording_analysis_t::analyze(const segment_t& segment, sample_source_t& so
     const std::uint64_t spans = *segment.sample_count / std::max<std::uint64_t>(layout.own, 1) + 1;
     jobs = static_cast<unsigned>(std::min<std::uint64_t>(jobs, spans));
   }
-  span_pool_t pool(settings_, layout, source, jobs, coverage_);
+  span_pool_t pool(settings_, layout, source, jobs, coverage_, options_);
   while (const auto span = pool.next()) {
     take(segment, *span);
   }
+  neighbours_.flush();
+  tell_changes(std::numeric_limits<std::uint64_t>::max());
 }
 
 void recording_analysis_t::take(const segment_t& segment, const span_result_t& span) {
+  note_change(segment.first_sample + span.own_begin, span.others);
   joiner_.add(span);
   const std::uint64_t own = span.own_end - span.own_begin;
   totals_.sample_count += own;
@@ -180,8 +200,8 @@ void recording_analysis_t::take(const segment_t& segment, const span_result_t& s
   if (span.first_nonfinite && !totals_.first_nonfinite) {
     totals_.first_nonfinite = segment.first_sample + *span.first_nonfinite;
   }
-  if (span.others) {
-    note_change(segment.first_sample + span.own_begin, *span.others);
+  if (span.nothing) {
+    totals_.nothing.add(*span.nothing);
   }
   progress_.done += own;
   progress_.seconds =
@@ -192,14 +212,26 @@ void recording_analysis_t::take(const segment_t& segment, const span_result_t& s
 }
 
 void recording_analysis_t::note_change(std::uint64_t first_sample,
-                                       const candidate_group_t& others) {
+                                       const std::optional<candidate_group_t>& others) {
   constexpr std::size_t most_changes = 8;
-  auto& changes = totals_.changes;
-  const auto is_same = [&](const candidate_group_t& last) {
-    return others.duration < 1.25 * last.duration && last.duration < 1.25 * others.duration;
-  };
-  if (changes.size() < most_changes && (changes.empty() || !is_same(changes.back().others))) {
-    changes.push_back({first_sample, others});
+  const bool goes_on = others && others_ && others->duration < 1.25 * others_->duration &&
+                       others_->duration < 1.25 * others->duration;
+  others_ = others;
+  if (!others || goes_on || totals_.changes.size() == most_changes) {
+    return;
+  }
+  const double rate = settings_.manager.get_fs();
+  totals_.changes.push_back({first_sample, static_cast<double>(first_sample) / rate, *others});
+}
+
+/// Tells of the changes up to a sample that were not told yet.
+void recording_analysis_t::tell_changes(std::uint64_t until) {
+  for (const auto& changes = totals_.changes;
+       told_changes_ < changes.size() && changes[told_changes_].first_sample <= until;
+       ++told_changes_) {
+    if (listener_.on_change) {
+      listener_.on_change(changes[told_changes_]);
+    }
   }
 }
 

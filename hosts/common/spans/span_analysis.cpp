@@ -1,5 +1,8 @@
 #include "common/spans/span_analysis.h"
 
+#include "common/capture/statistics.h"
+#include "common/figures/figure_table.h"
+#include "common/figures/flags.h"
 #include "common/spans/frame_plan.h"
 #include "common/spans/proposal.h"
 
@@ -91,12 +94,13 @@ void scale_back(fmcw_chirp_result_t& c, std::uint32_t rate_doublings) {
 }
 
 span_analyzer_t::span_analyzer_t(const settings_t& settings, const layout_t& layout,
-                                 double coverage)
+                                 double coverage, const measure_options_t& options)
     : layout_(layout),
       as_frames_(layout.frame_length > 0),
       rate_doublings_(settings.rate_doublings),
       rate_(settings.manager.get_fs()),
       coverage_(coverage),
+      options_(options),
       record_(scaled_record(settings)) {
   // A window longer than any span leaves the spectrogram out, which nobody asked for here.
   record_.advanced.window = {std::numeric_limits<std::uint32_t>::max(), 0};
@@ -121,7 +125,7 @@ span_result_t span_analyzer_t::analyze(span_t& span) {
     stream_.samples.swap(span.samples);
     analyze_run(span, 0, stream_.samples.size(), result);
     stream_.samples.swap(span.samples);
-    result.others = others_in(span, result);
+    look_around(span, result);
     return result;
   }
   count_nonfinite(span, own, result);
@@ -133,8 +137,25 @@ span_result_t span_analyzer_t::analyze(span_t& span) {
                 static_cast<std::size_t>(end - all.begin()), result);
     begin = end;
   }
-  result.others = others_in(span, result);
+  look_around(span, result);
   return result;
+}
+
+/// What else is in the span where chirps are few or none.
+void span_analyzer_t::look_around(const span_t& span, span_result_t& result) const {
+  result.others = others_in(span, result);
+  if (!result.chirps.empty()) {
+    result.nothing.reset();
+  } else if (span.index == 0) {
+    const auto own = std::span<const sample_t>(span.samples)
+                         .subspan(static_cast<std::size_t>(span.own_begin - span.first),
+                                  static_cast<std::size_t>(span.own_end - span.own_begin));
+    if (!result.nothing) {
+      result.nothing.emplace();
+    }
+    result.nothing->look = look_at(own);
+    result.nothing->proposal = propose(own, rate_);
+  }
 }
 
 /// Chirps of a span take far less time than expected: what takes it instead?
@@ -185,6 +206,42 @@ void span_analyzer_t::analyze_run(const span_t& span, std::size_t begin, std::si
   FMCWAnalyze engine(parameters);
   engine.analyze(stream_, result_);
   take_chirps(span, begin, end, result);
+  if (!result.chirps.empty() || span.index >= looked_spans) {
+    return;
+  }
+  const auto in_run = [&](std::uint64_t place) {
+    return std::clamp<std::size_t>(static_cast<std::size_t>(place - span.first), begin, end) -
+           begin;
+  };
+  if (!result.nothing) {
+    result.nothing.emplace();
+  }
+  result.nothing->counts.add(count_candidates(parameters, stream_.samples,
+                                              {
+                                                  in_run(span.own_begin),
+                                                  in_run(span.own_end),
+                                              },
+                                              rate_doublings_));
+}
+
+/// What the library does not say of a chirp: its settling, and flags that the samples tell.
+void span_analyzer_t::look_inside(std::size_t first, std::size_t last, chirp_t& chirp) const {
+  const std::size_t count = last - first + 1;
+  chirp.settling = settling_of(std::span(result_.instantaneous_freq).subspan(first, count),
+                               std::ldexp(1.0, -static_cast<int>(rate_doublings_)), rate_,
+                               sweep_of(chirp), options_.settling);
+  if (std::abs(chirp.figures.inl_peak) > merged_inl_peak) {
+    chirp.flags |= chirp_flag_t::merged;
+  }
+  const auto inside = std::span(stream_.samples).subspan(first, count);
+  if (as_frames_ && !std::all_of(inside.begin(), inside.end(), is_finite)) {
+    chirp.flags |= chirp_flag_t::nonfinite;
+  }
+  if (options_.clip_levels && std::any_of(inside.begin(), inside.end(), [&](sample_t sample) {
+        return is_clipped(sample, *options_.clip_levels);
+      })) {
+    chirp.flags |= chirp_flag_t::clipped;
+  }
 }
 
 void span_analyzer_t::take_chirps(const span_t& span, std::size_t begin, std::size_t end,
@@ -215,6 +272,7 @@ void span_analyzer_t::take_chirps(const span_t& span, std::size_t begin, std::si
     if (first < edge_samples || last + edge_samples >= end - begin) {
       chirp.flags |= chirp_flag_t::edge;
     }
+    look_inside(first, last, chirp);
     row.cut_end = begin > 0 ? span.first + begin : 0;
     result.chirps.push_back(row);
   }

@@ -4,6 +4,8 @@
 #include "common/settings/settings.h"
 #include "common/spans/candidates.h"
 #include "common/spans/layout.h"
+#include "common/spans/measure_options.h"
+#include "common/spans/nothing_seen.h"
 #include "common/spans/span_reader.h"
 
 #include <fmcw_demod/config_record.h>
@@ -34,6 +36,9 @@ struct span_result_t {
 
   /// What fills most of the span where the settings find far less than was expected.
   std::optional<candidate_group_t> others;
+
+  /// What the first spans of a segment have seen where they have no chirp.
+  std::optional<nothing_seen_t> nothing;
 };
 
 /// Analyses spans one after the other and keeps the memory that takes. One thread at a time.
@@ -42,7 +47,8 @@ class span_analyzer_t {
   /// settings  with the rate of the recording
   /// layout    must outlive the analyzer
   /// coverage  share of the time that chirps are expected to take; 0: nothing is expected
-  span_analyzer_t(const settings_t& settings, const layout_t& layout, double coverage = 0.0);
+  span_analyzer_t(const settings_t& settings, const layout_t& layout, double coverage = 0.0,
+                  const measure_options_t& options = {});
 
   /// Consumes the span's samples. Throws std::bad_alloc.
   span_result_t analyze(span_t& span);
@@ -53,12 +59,15 @@ class span_analyzer_t {
                                                  std::size_t sample_count) const;
   std::optional<candidate_group_t> others_in(const span_t& span, const span_result_t& result) const;
   void take_chirps(const span_t& span, std::size_t begin, std::size_t end, span_result_t& result);
+  void look_around(const span_t& span, span_result_t& result) const;
+  void look_inside(std::size_t first, std::size_t last, chirp_t& chirp) const;
 
   const layout_t& layout_;
   bool as_frames_;
   std::uint32_t rate_doublings_;
   double rate_;  ///< of the recording [Hz]
   double coverage_;
+  measure_options_t options_;
   fmcw_demod_lib::fmcw_demod_config_t record_;  ///< with the rate that the library is told
   fmcw_demod_lib::SignalStream stream_;
   fmcw_demod_lib::fmcw_measure_result_t result_;

@@ -54,10 +54,15 @@ bool span_reader_t::next(span_t& span) {
   span.own_end = span.is_last ? std::max(end, own_begin_) : own_begin_ + layout_.own;
   span.first = ahead_first_;
   const std::uint64_t seen_end = std::min(span.own_end + layout_.tail, read_end);
-  span.samples.assign(ahead_.begin(),
-                      ahead_.begin() + static_cast<std::ptrdiff_t>(seen_end - ahead_first_));
   own_begin_ = span.own_end;
-  drop(own_begin_ > layout_.lead ? own_begin_ - layout_.lead : 0);
+  // The span gets what was read and leaves its memory for what the next one sees again.
+  span.samples.swap(ahead_);
+  const std::uint64_t kept =
+      std::clamp(own_begin_ - std::min(own_begin_, layout_.lead), ahead_first_, read_end);
+  ahead_.assign(span.samples.begin() + static_cast<std::ptrdiff_t>(kept - ahead_first_),
+                span.samples.end());
+  span.samples.resize(static_cast<std::size_t>(seen_end - ahead_first_));
+  ahead_first_ = kept;
   finished_ = span.is_last;
   return true;
 }

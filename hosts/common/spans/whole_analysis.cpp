@@ -1,6 +1,7 @@
 #include "common/spans/whole_analysis.h"
 
 #include "common/errors.h"
+#include "common/memory.h"
 #include "common/spans/frame_plan.h"
 #include "common/spans/layout.h"
 #include "common/spans/span_analysis.h"
@@ -55,17 +56,21 @@ double bytes_of_whole(const settings_t& settings, std::uint64_t sample_count,
   return static_cast<double>(bytes_of_span(sample_count)) + rows * (4.0 * window + row_bytes);
 }
 
-fmcw_measure_result_t analyze_whole(const settings_t& settings, std::vector<sample_t> samples,
-                                    bool with_spectrogram) {
-  const double bytes = bytes_of_whole(settings, samples.size(), with_spectrogram);
+void check_whole(const settings_t& settings, std::uint64_t sample_count, bool with_spectrogram) {
+  const double bytes = bytes_of_whole(settings, sample_count, with_spectrogram);
   const auto available = static_cast<double>(memory_of_machine());
-  if (bytes > available || samples.size() > most_indexed_samples) {
+  if (bytes > available || sample_count > most_indexed_samples) {
     throw input_error_t(
         "{} samples at once need {:.1f} GB{}; allowed are 2^31 - 1 samples and, on this machine, "
         "{:.1f} GB: take a part with --from and --for",
-        samples.size(), bytes * 1e-9, with_spectrogram ? " with their spectrogram" : "",
+        sample_count, bytes * 1e-9, with_spectrogram ? " with their spectrogram" : "",
         available * 1e-9);
   }
+}
+
+fmcw_measure_result_t analyze_whole(const settings_t& settings, std::vector<sample_t> samples,
+                                    bool with_spectrogram) {
+  check_whole(settings, samples.size(), with_spectrogram);
   fmcw_demod_config_t record = scaled_record(settings);
   if (!with_spectrogram) {
     record.advanced.window = {std::numeric_limits<std::uint32_t>::max(), 0};

@@ -25,8 +25,7 @@ settings_t proposed_settings(const proposal_t& proposal, double rate) {
 
 std::vector<chirp_t> chirps_of(const settings_t& settings, const std::vector<sample_t>& samples) {
   std::vector<chirp_t> chirps;
-  recording_analysis_t analysis(settings, 1, {[&](const chirp_t& c) { chirps.push_back(c); }, {}},
-                                {});
+  recording_analysis_t analysis(settings, 1, {[&](const chirp_t& c) { chirps.push_back(c); }}, {});
   vector_source_t source(samples);
   analysis.analyze({0, samples.size(), {}, ""}, source);
   return chirps;
@@ -94,16 +93,30 @@ TEST(Proposal, IsHeldAgainstTheRestOfTheRecording) {
   auto samples = samples_of({10e6, 200e-6, 10e-6, 2e6}, 4'500'000);
   const auto later = samples_of({10e6, 900e-6, 20e-6, 2e6}, 4'000'000);
   samples.insert(samples.end(), later.begin(), later.end());
-  const proposal_t proposal = propose(std::span(samples).first(first_look), 10e6);
+  samples.insert(samples.end(), samples.begin(), samples.begin() + 4'000'000);
+  samples.insert(samples.end(), later.begin(), later.end());
+  const proposal_t proposal = propose(std::span(samples).first(looks.front().samples), 10e6);
   EXPECT_NEAR(proposal.coverage, 0.9, 0.06);
-  recording_analysis_t analysis(proposed_settings(proposal, 10e6), 2, {[](const chirp_t&) {}, {}},
+  std::uint64_t last_row = 0;
+  std::vector<std::uint64_t> rows_before;
+  recording_analysis_t analysis(proposed_settings(proposal, 10e6), 2,
+                                {[&](const chirp_t& chirp) { last_row = chirp.first_sample; },
+                                 [&](const change_t& change) {
+                                   EXPECT_LT(last_row, change.first_sample);
+                                   rows_before.push_back(last_row);
+                                 }},
                                 {}, proposal.coverage);
   vector_source_t source(samples);
   analysis.analyze({0, samples.size(), {}, ""}, source);
-  ASSERT_EQ(analysis.totals().changes.size(), 1U);
-  const change_t& change = analysis.totals().changes.front();
-  EXPECT_NEAR(static_cast<double>(change.first_sample), 4.5e6, 2.2e6);
-  EXPECT_NEAR(change.others.duration, 900e-6, 30e-6);
+  const auto& changes = analysis.totals().changes;
+  ASSERT_EQ(changes.size(), 2U) << "each time they come anew";
+  for (std::size_t i = 0; i < 2; ++i) {
+    const double place = i == 0 ? 4.5e6 : 12.5e6;
+    EXPECT_NEAR(static_cast<double>(changes[i].first_sample), place, 0.6e6);
+    EXPECT_EQ(changes[i].time, static_cast<double>(changes[i].first_sample) / 10e6);
+    EXPECT_NEAR(changes[i].others.duration, 900e-6, 30e-6);
+    EXPECT_NEAR(static_cast<double>(rows_before[i]), place, 0.6e6) << "told between the rows";
+  }
 }
 
 TEST(Proposal, YieldsToWhatIsGiven) {

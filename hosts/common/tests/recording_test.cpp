@@ -122,6 +122,8 @@ TEST_F(Recording, TakesAPart) {
            part_t{"4", "3", {{4, 5}, {6}}, 1},
            part_t{"7", "", {{7, 8, 9}}, 1},
            part_t{"", "0.004ms", {{0, 1, 2, 3}}, 1},
+           part_t{"4 us", "0.003k", {{4, 5}, {6}}, 1},
+           part_t{"4samples", "5e-8min", {{4, 5}, {6}}, 1},
            part_t{"2", "1000", {{2, 3, 4, 5}, {6, 7, 8, 9}}, 3},
        }) {
     read_options_t options;
@@ -144,6 +146,7 @@ TEST_F(Recording, TakesAPart) {
        {std::tuple{"10", "", "has no samples from sample 10 on"},
         std::tuple{"0.5", "", "--from cannot be '0.5'"}, std::tuple{"-1", "", "--from"},
         std::tuple{"1e400s", "", "--from"}, std::tuple{"5 parsec", "", "--from"},
+        std::tuple{"5Hz", "", "--from"}, std::tuple{"s", "", "--from"},
         std::tuple{"nan", "", "--from"}, std::tuple{"", "0s", "--for cannot be '0s'"}}) {
     options.from = from;
     options.duration = duration;

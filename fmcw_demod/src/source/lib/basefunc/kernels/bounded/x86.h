@@ -3,6 +3,7 @@
 #include "basefunc/kernels/bounded/settle.h"
 
 #include <simd/dispatch.h>
+#include <simd/vector.h>
 
 #if defined(__x86_64__)
 
@@ -11,6 +12,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #if defined(__GNUC__) && !defined(__clang__)
 // gcc 12 takes the undefined operands of its own unmasked intrinsics for uninitialised variables.

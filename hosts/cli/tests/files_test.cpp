@@ -84,6 +84,8 @@ TEST_F(Fmcw, RefusesFilesThatCannotBe) {
       {"info a --from 5x", 2, "--from cannot be '5x'"},
       {"info a --impedance nan", 2, "--impedance"},
       {"info a.sigmf-meta --format cs16", 2, "tells its own format"},
+      {"info a --format cs16", 2, "tells its own format"},
+      {"info absent --format cs17", 2, "datatype 'cs17' is unknown"},
       {"convert a a", 2, "is an input"},
       {"convert a ./folder/../a.sigmf-meta --force", 2, "is an input"},
       {"convert a a.wav --to cs8", 2, "WAV cannot hold ci8"},

@@ -103,9 +103,9 @@ opened_files_t open_raw(const std::string& path, const std::string& format) {
   opened_files_t files;
   files.name = path;
   files.format = "raw";
+  set_datatype(files, raw_datatype(path, format, files));
   files.data = std::make_shared<input_file_t>(path, capture_expected);
   files.data_size = files.data->size();
-  set_datatype(files, raw_datatype(path, format, files));
   const bool fits = files.data_size % files.datatype->sample_bytes == 0;
   set_one_segment(files, count_samples(path, files.data_size, *files.datatype,
                                        fits ? "" : head_text(*files.data)));
@@ -298,8 +298,12 @@ opened_files_t open_files(const std::string& path, const std::string& format) {
   }
   const bool is_sigmf = path.ends_with(sigmf_meta_ending) || path.ends_with(sigmf_data_ending);
   const bool is_archive = path.ends_with(sigmf_archive_ending);
+  std::error_code ignored;
+  const bool is_there = fs::exists(path, ignored);
+  const bool is_stem = fs::exists(path + std::string(sigmf_meta_ending), ignored) &&
+                       !fs::is_regular_file(path, ignored);
   if (!format.empty()) {
-    if (path.ends_with(sigmf_meta_ending) || is_archive) {
+    if (path.ends_with(sigmf_meta_ending) || is_archive || is_stem) {
       throw input_error_t("{}: tells its own format; --format is for raw samples", path);
     }
     return is_wav_name(format) ? open_wav(path) : open_raw(path, format);
@@ -313,10 +317,7 @@ opened_files_t open_files(const std::string& path, const std::string& format) {
   if (is_wav_name(suffix_of(path))) {
     return open_wav(path);
   }
-  std::error_code ignored;
-  const bool is_there = fs::exists(path, ignored);
-  const bool is_stem = fs::exists(path + std::string(sigmf_meta_ending), ignored);
-  if (is_stem && !fs::is_regular_file(path, ignored)) {
+  if (is_stem) {
     return open_sigmf(path);
   }
   if (!is_there) {

@@ -25,6 +25,7 @@ void describe_program(CLI::App& app) {
   describe_limits(app);
   describe_info(app);
   describe_convert(app);
+  describe_filter(app);
   describe_spectrum(app);
   describe_synth(app);
   describe_settings(app);

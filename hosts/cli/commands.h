@@ -33,6 +33,7 @@ void parse_program(CLI::App& app, int argc, char** argv);
 void describe_analyze(CLI::App& app);
 void describe_compare(CLI::App& app);
 void describe_convert(CLI::App& app);
+void describe_filter(CLI::App& app);
 void describe_info(CLI::App& app);
 void describe_limits(CLI::App& app);
 void describe_settings(CLI::App& app);

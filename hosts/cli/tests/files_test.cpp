@@ -58,6 +58,20 @@ TEST_F(Fmcw, ConvertsThroughPipes) {
   EXPECT_THAT(run("convert loud loud.cs8").err, HasSubstr("were beyond the range of ci8"));
 }
 
+TEST_F(Fmcw, FindsChirpsInNoiseThatAFilterTakesAway) {
+  // 4 MHz of 125 MHz as strong as the noise: hidden, and 9 dB above it in an eighth of the band.
+  ASSERT_EQ(run("synth a --bandwidth 4M --offset 20M --snr 0 --chirps 40").status, 0);
+  EXPECT_EQ(run("analyze a").status, 4);
+  ASSERT_EQ(run("filter a b --shift -20M --low-pass 7M --decimate 8").status, 0);
+  const auto outcome = run("analyze b --truth");
+  EXPECT_EQ(outcome.status, 0) << outcome.out;
+  EXPECT_THAT(outcome.out, HasSubstr("40 of 40 annotated chirps measured"));
+  const json meta = json::parse(content(path("b.sigmf-meta")));
+  EXPECT_EQ(meta["global"]["core:sample_rate"], 125e6 / 8);
+  EXPECT_EQ(meta["captures"][0]["core:frequency"], 20e6);
+  EXPECT_EQ(meta["annotations"][1]["core:sample_start"], (13125 + 7) / 8);
+}
+
 TEST_F(Fmcw, RefusesFilesThatCannotBe) {
   ASSERT_EQ(run("synth a" + small_synth).status, 0);
   ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
@@ -89,6 +103,13 @@ TEST_F(Fmcw, RefusesFilesThatCannotBe) {
       {"convert a a", 2, "is an input"},
       {"convert a ./folder/../a.sigmf-meta --force", 2, "is an input"},
       {"convert a a.wav --to cs8", 2, "WAV cannot hold ci8"},
+      {"filter a", 2, "OUT is required"},
+      {"filter a x", 2, "nothing to do; allowed are --shift, --low-pass and --decimate"},
+      {"filter a x --decimate 0", 2, "--decimate"},
+      {"filter a x --low-pass 6MHz", 2,
+       "--low-pass cannot be 6000000 Hz; allowed is above 0 up to"},
+      {"filter a x --shift 1furlong", 2, "--shift cannot be '1furlong'"},
+      {"filter a a --shift 1kHz --force", 2, "is an input"},
       {"convert a x.wav", 2, "x.wav: is there already; --force"},
       {"convert a nowhere/x", 2, "nowhere/x.sigmf-data: cannot be created"},
       {"convert a pipe", 2, "pipe: cannot be created"},

@@ -223,7 +223,7 @@ TEST_F(Output, CopiesCarryWhatIsKnown) {
       {"core:sample_start": 70000, "core:label": "late"}]})");
   const auto copy = [&](const std::string& from, const std::string& to, const std::string& format,
                         const read_options_t& options) {
-    return copy_recording(recording_t::open(path(from), options), path(to), {.format = format},
+    return copy_recording(recording_t::open(path(from), options), path(to), {.format = format}, {},
                           [](std::uint64_t) {});
   };
   copy("a", "b.sigmf", "", {});

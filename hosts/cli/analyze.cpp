@@ -56,8 +56,7 @@ recording_totals_t run_shown(const analyze_call_t& call, measurement_t& measurem
   listener.on_progress = [&](const analysis_progress_t& state) {
     progress.show(state.done, count);
   };
-  const recording_totals_t totals =
-      measure(measurement, jobs_of(call), listener, settling_of(call));
+  recording_totals_t totals = measure(measurement, jobs_of(call), listener, settling_of(call));
   progress.show(totals.sample_count, count);  // the last rows come behind the last span
   progress.finish();
   return totals;

@@ -73,8 +73,10 @@ void prepare_program() {
   // Spans take and return blocks of megabytes. Given back to the system each time, their pages would
   // come back one by one and zeroed, which took a third of an analysis.
   constexpr int largest_kept = 1 << 30;
+  // NOLINTBEGIN(concurrency-mt-unsafe): before there are threads
   ::mallopt(M_MMAP_THRESHOLD, largest_kept);
   ::mallopt(M_TRIM_THRESHOLD, largest_kept);
+  // NOLINTEND(concurrency-mt-unsafe)
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGQUIT, SIGSEGV, SIGBUS, SIGABRT}) {
     struct sigaction action {};
     if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {

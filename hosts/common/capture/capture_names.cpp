@@ -25,6 +25,7 @@ bool is_pattern(const std::string& argument) {
 std::vector<std::string> matches_of(const std::string& pattern) {
   glob_t found{};
   const std::unique_ptr<glob_t, decltype(&::globfree)> guard(&found, ::globfree);
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): of threads that change the locale, which none does
   const int outcome = ::glob(pattern.c_str(), 0, nullptr, &found);
   if (outcome == GLOB_NOSPACE) {
     throw std::bad_alloc();

@@ -10,6 +10,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <utility>
 
 namespace orn::fmcw_host {
@@ -50,9 +51,8 @@ void read_member(const json_member_t& member, limit_parts_t& parts) {
                    [&](const member_t& candidate) { return candidate.name == member.name; });
   if (known == members.end()) {
     std::vector<std::string_view> names;
-    for (const member_t& candidate : members) {
-      names.push_back(candidate.name);
-    }
+    std::transform(members.begin(), members.end(), std::back_inserter(names),
+                   [](const member_t& candidate) { return candidate.name; });
     throw input_error_t("there is no member '{}'; the nearest is {}, allowed are {}", member.name,
                         nearest_name(member.name, names), fmt::join(names, ", "));
   }

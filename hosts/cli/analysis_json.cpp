@@ -66,7 +66,8 @@ analysis_json_t::analysis_json_t(std::ostream& out, bool is_several, bool with_v
   }
 }
 
-void analysis_json_t::begin(const recording_t& recording, const settings_t& settings) {
+void analysis_json_t::begin(const recording_t& recording, const conditioning_t& conditioning,
+                            const settings_t& settings) {
   is_begun_ = true;
   if (is_several_) {
     json_.begin_object();
@@ -80,6 +81,12 @@ void analysis_json_t::begin(const recording_t& recording, const settings_t& sett
   put_optional(json_, "sample_count", info.sample_count);
   put_optional(json_, "full_scale_v", info.full_scale);
   put_segments(json_, recording);
+  if (!conditioning.is_none()) {
+    json_.key("conditioning").begin_object();
+    json_.member("shift_hz", conditioning.shift);
+    put_optional(json_, "low_pass_hz", conditioning.low_pass);
+    json_.member("decimate", std::uint64_t{conditioning.decimate}).end_object();
+  }
   json_.end_object().key("settings");
   write_profile(json_, settings);
   json_.key("chirps").begin_array();

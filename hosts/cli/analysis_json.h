@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/capture/recording.h"
+#include "common/condition/conditioned_source.h"
 #include "common/diagnosis/nothing.h"
 #include "common/figures/chirp.h"
 #include "common/figures/summary.h"
@@ -36,6 +37,7 @@ class analysis_json_t {
   analysis_json_t(std::ostream& out, bool is_several, bool with_verdict);
 
   void begin(const orn::fmcw_host::recording_t& recording,
+             const orn::fmcw_host::conditioning_t& conditioning,
              const orn::fmcw_host::settings_t& settings);
   void add(const orn::fmcw_host::chirp_t& chirp, const orn::fmcw_host::row_remarks_t& remarks);
   void end(const capture_results_t& results);

@@ -139,7 +139,7 @@ int status_of(const outputs_t& outputs, bool all_found) {
 }
 
 int analyze_one(const analyze_call_t& call) {
-  measurement_t measurement = open_measurement(call.capture, source_of(call));
+  measurement_t measurement = open_measurement(call.capture, source_of(call), call.condition);
   check_files(call, measurement.recording);
   if (call.report || !call.traces.empty()) {
     check_whole(measurement, call.report || parse_traces(call.traces).spectrogram);
@@ -196,7 +196,7 @@ int analyze_one(const analyze_call_t& call) {
 int analyze_all(const analyze_call_t& call, std::vector<std::string> names) {
   outputs_t outputs(call.outputs);
   return analyze_several(
-      {std::move(names), call.capture.options, source_of(call), jobs_of(call),
+      {std::move(names), call.capture.options, source_of(call), call.condition, jobs_of(call),
        [&](const recording_t& recording) { check_files(call, recording); },
        [&](measurement_t& measurement, unsigned jobs, const listener_t& listener, bool is_shown) {
          return is_shown ? run_shown(call, measurement, listener)

@@ -26,6 +26,11 @@ void check_several(const analyze_call_t& call) {
 }  // namespace
 
 void check(const analyze_call_t& call) {
+  if (!call.condition.empty() && (call.report || !call.traces.empty())) {
+    throw input_error(
+        "--condition cannot be combined with --report or --traces; fmcw filter writes "
+        "a conditioned recording, which can");
+  }
   if (call.automatic && call.frames) {
     throw input_error("--auto and --frames cannot both be given; allowed is one of them");
   }
@@ -103,6 +108,11 @@ void describe_call(CLI::App& command, analyze_call_t& call) {
                   "When a chirp counts as settled: within 0.1% of the sweep or 50kHz, and with "
                   "a comma 2deg; default: 1%,5deg")
       ->type_name("TOLERANCE");
+  command
+      .add_option("--condition", call.condition,
+                  "Filter and decimate first: auto, or decimation, low-pass and shift, such as "
+                  "8,7MHz,-20MHz; for sweeps that noise hides")
+      ->type_name("auto|D,FC,SHIFT");
   command.add_flag("--report", call.report, "Print the library's own text of the result instead");
   command
       .add_option("--json", call.outputs.json_file,

@@ -28,6 +28,7 @@ struct analyze_call_t {
   std::string traces;
   std::string trace_file;
   std::string settling;
+  std::string condition;
 };
 
 /// Adds its options to the command.

@@ -53,7 +53,7 @@ void outputs_t::begin(const measurement_t& measurement) {
                              [](const segment_t& s) { return s.centre.has_value(); }));
   }
   if (json_) {
-    json_->begin(recording, measurement.settings);
+    json_->begin(recording, measurement.conditioning, measurement.settings);
     if (!recording.files().empty()) {
       of_capture_->sha256 =
           std::async(std::launch::async, [&recording] { return recording.sha256(); });

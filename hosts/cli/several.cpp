@@ -38,7 +38,8 @@ struct opened_capture_t {
 
 void prepare(const several_call_t& call, recording_t recording, opened_capture_t& capture) {
   std::vector<std::string> notes;
-  capture.measurement.emplace(open_measurement(std::move(recording), call.settings, notes));
+  capture.measurement.emplace(
+      open_measurement(std::move(recording), call.settings, call.condition, notes));
   look_for_settings(*capture.measurement);
   capture.notes.insert(capture.notes.end(), notes.begin(), notes.end());
   if (capture.measurement->is_proposed) {

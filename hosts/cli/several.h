@@ -17,6 +17,7 @@ struct several_call_t {
   std::vector<std::string> names;
   orn::fmcw_host::read_options_t reading;
   orn::fmcw_host::settings_source_t settings;
+  std::string condition;  ///< as open_measurement() takes it
   unsigned jobs = 1;
 
   /// Throws input_error_t when an output is one of the recording's files.

@@ -70,6 +70,23 @@ TEST_F(Fmcw, FindsChirpsInNoiseThatAFilterTakesAway) {
   EXPECT_EQ(meta["global"]["core:sample_rate"], 125e6 / 8);
   EXPECT_EQ(meta["captures"][0]["core:frequency"], 20e6);
   EXPECT_EQ(meta["annotations"][1]["core:sample_start"], (13125 + 7) / 8);
+
+  // The same in the run, on the recording's own axis.
+  for (const std::string condition : {"8,7MHz,-20MHz", "auto"}) {
+    const auto in_run = run("analyze a --truth --json a.json --condition " + condition);
+    EXPECT_EQ(in_run.status, 0) << condition << in_run.out << in_run.err;
+    const json analysis = json::parse(content(path("a.json")));
+    EXPECT_EQ(analysis["capture"]["conditioning"]["decimate"], 8) << condition;
+    const json& chirp = analysis["chirps"][1];
+    EXPECT_EQ(chirp["start_s"].get<double>(), chirp["first_sample"].get<double>() / 125e6);
+    EXPECT_NEAR(chirp["first_sample"].get<double>(), 13125 + 800, 400) << condition;
+    EXPECT_NEAR(chirp["freq_avg_hz"].get<double>(), 20e6, 50e3) << condition;
+    EXPECT_THAT(chirp["flags"].get<std::string>(), HasSubstr("conditioned"));
+  }
+  EXPECT_THAT(run("analyze a --condition auto --quiet").out, HasSubstr("conditioned: 40 of 40"));
+  const auto refused = run("analyze a --condition 8");
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_THAT(refused.err, HasSubstr("such as 8,7MHz or 8,7MHz,-20MHz"));
 }
 
 TEST_F(Fmcw, RefusesFilesThatCannotBe) {

@@ -12,7 +12,6 @@ namespace {
 
 using fmcw_demod_lib::sample_t;
 
-constexpr std::uint32_t most_decimate = 4096;
 constexpr std::size_t half_taps = 12;    // times decimate
 constexpr double usual_low_pass = 0.45;  // of the new rate
 constexpr std::size_t oscillator_block = 1024;

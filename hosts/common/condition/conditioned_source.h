@@ -11,6 +11,9 @@
 
 namespace orn::fmcw_host {
 
+/// The greatest decimation.
+inline constexpr std::uint32_t most_decimate = 4096;
+
 /// What is done to samples before they are analysed.
 struct conditioning_t {
   double shift = 0.0;                   ///< by which every frequency moves up [Hz]

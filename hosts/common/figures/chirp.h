@@ -16,8 +16,9 @@ struct chirp_flag_t {
   static constexpr std::uint32_t edge = 1;    ///< reaches an end of what was sampled without a gap
   static constexpr std::uint32_t merged = 2;  ///< peak non-linearity above merged_inl_peak
   static constexpr std::uint32_t unlike = 4;  ///< unlike its neighbours, see neighbour_check_t
-  static constexpr std::uint32_t nonfinite = 8;  ///< a sample inside is not finite
-  static constexpr std::uint32_t clipped = 16;   ///< a sample inside reached the converter's end
+  static constexpr std::uint32_t nonfinite = 8;     ///< a sample inside is not finite
+  static constexpr std::uint32_t clipped = 16;      ///< a sample inside reached the converter's end
+  static constexpr std::uint32_t conditioned = 64;  ///< measured on filtered and decimated samples
 };
 
 /// What stands beside a chirp's figures in a row.

@@ -78,9 +78,10 @@ phase_fit_t figures_of(const cubic_fit_t& fit, const line_of_frequency_t& line, 
       std::sqrt(v[1][1] + 6.0 * x * v[1][2] + 9.0 * x * x * v[2][2]) / half * deviation * rate;
   figures.phase = two_pi * (phase - std::nearbyint(phase));
   figures.phase_u = two_pi * std::sqrt(v[0][0] - v[0][2] + 0.25 * v[2][2]) * deviation;
-  // Along x the cubic's frequency is 1.5 (5 x^2 - 1) over `half`.
-  figures.curvature = -7.5 * fit.cubic / half * rate;
-  figures.curvature_u = 7.5 * std::sqrt(fit.cubic_variance) / half * deviation * rate;
+  // Along x the cubic's frequency is 1.5 (5 x^2 - 1) over `half`; the samples reach a little farther.
+  const double bow = -7.5 / half * ((0.5 - to_first) / half) * ((0.5 - to_first) / half) * rate;
+  figures.curvature = bow * fit.cubic;
+  figures.curvature_u = std::abs(bow) * std::sqrt(fit.cubic_variance) * deviation;
   return figures;
 }
 

@@ -1,6 +1,7 @@
 #include "common/fit/angle.h"
 #include "common/fit/block_phases.h"
 #include "common/fit/phase_fit.h"
+#include "common/fit/record_slips.h"
 #include "common/synth/synthesizer.h"
 
 #include <algorithm>
@@ -268,6 +269,36 @@ TEST(PhaseFit, IsNaNWhereThereIsNoChirp) {
     EXPECT_TRUE(std::isnan(fit.freq_centre)) << samples.size();
     EXPECT_TRUE(std::isnan(fit.rms)) << samples.size();
   }
+}
+
+TEST(RecordSlips, ShowInTheFrequency) {
+  noise_t noise(3);
+  for (const double sigma : {0.0, 0.2}) {         // rad
+    for (const double curvature : {0.0, 1e-6}) {  // turns per sample^3
+      std::vector<double> turns(3000);
+      std::vector<float> frequency(turns.size());
+      const auto count = [&](const std::vector<std::size_t>& slips) {
+        for (std::size_t i = 0; i < turns.size(); ++i) {
+          const double t = static_cast<double>(i) - 1500.0;
+          turns[i] =
+              1e-4 * t * t + curvature / 6.0 * t * t * t + sigma / (2.0 * pi) * noise().real();
+          turns[i] += static_cast<double>(
+              std::count_if(slips.begin(), slips.end(), [i](std::size_t at) { return at <= i; }));
+        }
+        for (std::size_t i = 1; i + 1 < turns.size(); ++i) {
+          frequency[i] = static_cast<float>(0.5 * 1e6 * (turns[i + 1] - turns[i - 1]));
+        }
+        return slips_in(frequency, 1e6);
+      };
+      EXPECT_EQ(count({}), 0U) << sigma;
+      for (std::size_t at = 1000; at < 1070; ++at) {
+        EXPECT_EQ(count({at}), 1U) << sigma << ' ' << at;
+      }
+      EXPECT_EQ(count({500, 1500, 2400}), 3U) << sigma;
+    }
+  }
+  EXPECT_EQ(slips_in({}, 1e6), 0U);
+  EXPECT_EQ(slips_in(std::vector<float>(400, std::numeric_limits<float>::quiet_NaN()), 1e6), 0U);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/figures/settling.h"
+#include "common/fit/edge_fit.h"
 #include "common/fit/phase_fit.h"
 
 #include <fmcw_demod/result_record.h>
@@ -41,6 +42,7 @@ struct chirp_t {
   double period = 0.0;             ///< from its start to this one [s]; NaN where there is none
   settling_t settling = {};        ///< by the smoothed frequency
   phase_fit_t fit = {};            ///< of its samples but for turn_margin at either end
+  turns_t turns = {};              ///< places [s] on the axis of start, uncertainties [s]
   std::optional<double> centre;    ///< RF frequency of 0 Hz [Hz]
   std::uint32_t flags = 0;         ///< of chirp_flag_t
   bool selected = false;           ///< by `chirp_start` and `chirp_count`

@@ -18,7 +18,7 @@ constexpr double two_pi = 2.0 * std::numbers::pi;
 /// the least remainder down to half of it: what a fit does without at its ends costs 2.5 times as
 /// large a share of the slope's uncertainty.
 std::size_t block_length(std::size_t samples, double deviation) {
-  constexpr std::size_t fewest_blocks = 64;
+  constexpr std::size_t fewest_blocks = 32;
   constexpr double most_turns = 1.0 / 16.0;
   const double by_deviation =
       std::clamp(most_turns / deviation, 1.0, static_cast<double>(longest_block));

@@ -167,6 +167,15 @@ TEST(Figures, OfTheFitAreTheTransmitters) {
       EXPECT_NEAR(fit.freq_centre, fitted_middle(transmitter, middle, share),
                   5.0 * fit.freq_centre_u + 0.001 * 0.4e6);  // a remainder of the samples
       EXPECT_EQ(row.flags & chirp_flag_t::slip, 0U);
+      if ((row.flags & chirp_flag_t::edge) == 0 && row.number > 1) {
+        const double period = period_of(transmitter);
+        const double start = std::nearbyint(row.start / period) * period;
+        const double sample = 1.0 / transmitter.sample_rate;
+        EXPECT_NEAR(row.turns.stop.place, start + transmitter.ramp, 0.3 * sample);
+        EXPECT_LT(row.turns.stop.u, 0.1 * sample);
+        EXPECT_NEAR(row.turns.start.place, start, 5.0 * row.turns.start.u);
+        EXPECT_LT(row.turns.start.u, 1.5 * sample);  // of a rest, not of a way back
+      }
     }
   }
 }

@@ -1,5 +1,6 @@
 #include "common/fit/angle.h"
 #include "common/fit/block_phases.h"
+#include "common/fit/edge_fit.h"
 #include "common/fit/phase_fit.h"
 #include "common/fit/record_slips.h"
 #include "common/synth/synthesizer.h"
@@ -96,8 +97,8 @@ TEST(PhaseFit, IsExactWithoutNoise) {
     EXPECT_NEAR(fit.freq_start, ramp.middle - ramp.slope * 0.5 * (n - 1.0) / ramp.rate,
                 10.0 * ramp.rate * s / std::pow(n, 1.5))
         << name;
-    EXPECT_NEAR(fit.phase, 2.0 * pi * ramp.phase, 1e-7) << name;
-    EXPECT_LT(fit.rms, 1e-6) << name;
+    EXPECT_NEAR(fit.phase, 2.0 * pi * ramp.phase, 2e-7) << name;
+    EXPECT_LT(fit.rms, 1e-5) << name;
     EXPECT_NEAR(fit.curvature, 0.0, 60.0 * ramp.rate * s / std::pow(n, 1.5)) << name;
     EXPECT_EQ(fit.slips, 0U) << name;
     EXPECT_LT(fit.left_out, ramp.n / 100 + 4) << name;
@@ -299,6 +300,101 @@ TEST(RecordSlips, ShowInTheFrequency) {
   }
   EXPECT_EQ(slips_in({}, 1e6), 0U);
   EXPECT_EQ(slips_in(std::vector<float>(400, std::numeric_limits<float>::quiet_NaN()), 1e6), 0U);
+}
+
+struct turn_case_t {
+  const char* name;
+  transmitter_t transmitter;
+  double inside;       // samples that edges are given inside the ramp
+  double most;         // standard deviation at 20 dB [samples]
+  double bias = 0.002;  // at most [samples], of what is not noise
+};
+
+transmitter_t with(const std::function<void(transmitter_t&)>& change) {
+  transmitter_t transmitter;  // 40 MHz in 100 us at 125 MS/s, 5 us back
+  transmitter.chirps = 60;
+  change(transmitter);
+  return transmitter;
+}
+
+/// Errors of the turns of every chirp that has neighbours, over the stated uncertainties.
+struct turn_errors_t {
+  double squares = 0.0;   // [samples^2]
+  double relative = 0.0;  // squares of errors over uncertainties
+  int count = 0;
+};
+
+turn_errors_t turn_errors(const turn_case_t& c, double snr_db) {
+  transmitter_t t = c.transmitter;
+  t.snr = snr_db;
+  synthesizer_t synthesizer(t);
+  std::vector<sample_t> samples(static_cast<std::size_t>(sample_count_of(t)));
+  synthesizer.read(samples);
+  turn_errors_t errors;
+  for (std::uint64_t i = 1; i + 1 < t.chirps; ++i) {
+    const double start =
+        (first_start_of(t) + static_cast<double>(i) * period_of(t)) * t.sample_rate;
+    const double stop = start + t.ramp * t.sample_rate;
+    const turns_t turns = fit_turns(samples, static_cast<std::size_t>(start + c.inside),
+                                    static_cast<std::size_t>(stop - c.inside), t.sample_rate);
+    const std::pair<const turn_t&, double> both[] = {{turns.start, start}, {turns.stop, stop}};
+    for (const auto& [turn, truth] : both) {
+      const double error = turn.place - truth;
+      EXPECT_TRUE(std::isfinite(error)) << c.name << ' ' << i;
+      errors.squares += error * error;
+      errors.relative += error * error / (turn.u * turn.u + c.bias * c.bias);
+      ++errors.count;
+    }
+  }
+  return errors;
+}
+
+TEST(EdgeFit, FindsTheTurnToAFractionOfASample) {
+  const turn_case_t cases[] = {
+      {"up", with([](transmitter_t&) {}), 100.0, 0.06},
+      {"down", with([](transmitter_t& t) { t.falling = true; }), 100.0, 0.06},
+      {"edges at the turn", with([](transmitter_t&) {}), 5.0, 0.13},
+      {"triangle", with([](transmitter_t& t) { t.triangular = true; }), 40.0, 0.6},
+      {"short", with([](transmitter_t& t) { t.ramp = 20e-6; }), 100.0, 0.05},
+      {"off the centre", with([](transmitter_t& t) { t.offset = 30e6; }), 100.0, 0.06},
+      {"a rest before", with([](transmitter_t& t) { t.idle = 20e-6; }), 100.0, 0.9},
+      {"a short way back", with([](transmitter_t& t) { t.flyback = 3e-6; }), 90.0, 0.1},
+      {"curved", with([](transmitter_t& t) { t.quadratic = 0.01; }), 100.0, 0.07, 0.03},
+  };
+  for (const turn_case_t& c : cases) {
+    for (const double snr_db : {12.0, 20.0, 40.0}) {
+      const turn_errors_t errors = turn_errors(c, snr_db);
+      // 116 errors have 7 % of their own in a standard deviation.
+      const double ratio = std::sqrt(errors.relative / errors.count);
+      EXPECT_LT(ratio, 1.3) << c.name << ' ' << snr_db;
+      EXPECT_GT(ratio, 0.65) << c.name << ' ' << snr_db;
+      const double deviation = std::sqrt(errors.squares / errors.count);
+      EXPECT_LT(deviation, c.most * std::pow(10.0, (20.0 - snr_db) / 20.0) + c.bias)
+          << c.name << ' ' << snr_db;
+    }
+  }
+}
+
+TEST(EdgeFit, IsNaNWhereThereIsNoTurn) {
+  const std::vector<sample_t> straight = samples_of({.n = 10000, .slope = 1e11, .sigma = 0.05});
+  // A step of the frequency leaves no place at which both sides' frequencies meet.
+  ramp_t stepping{.n = 10000, .slope = 1e11};
+  stepping.extra = [](std::size_t i) {
+    return i < 7000 ? 0.0 : 0.1 * static_cast<double>(i - 7000);
+  };
+  std::vector<sample_t> torn = samples_of({.n = 10000, .slope = 1e11});
+  for (std::size_t i = 7000; i < 8000; ++i) {
+    torn[i] = {static_cast<float>(nan), 0.0F};
+  }
+  for (const auto& samples : {straight, samples_of(stepping), torn}) {
+    const turns_t turns = fit_turns(samples, 3000, 6900, 125e6);
+    EXPECT_TRUE(std::isnan(turns.stop.place));
+    EXPECT_TRUE(std::isnan(turns.stop.u));
+  }
+  const turns_t ends = fit_turns(straight, 100, 9900, 125e6);
+  EXPECT_TRUE(std::isnan(ends.start.place) && std::isnan(ends.stop.place));
+  const turns_t outside = fit_turns(straight, 100, 10000, 125e6);
+  EXPECT_TRUE(std::isnan(outside.start.place));
 }
 
 }  // namespace

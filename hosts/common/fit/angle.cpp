@@ -76,7 +76,7 @@ double turns_of(plane_t point) {
   }
   // arctan(s / l) = arctan(c) + arctan((s - c l) / (l + c s)) with c the quarter nearest s / l.
   const double ratio = shorter / longer;
-  const auto k = static_cast<std::size_t>(4.0 * ratio + 0.5);
+  const auto k = static_cast<std::size_t>(std::nearbyint(4.0 * ratio));
   const double c = 0.25 * static_cast<double>(k);
   const double x = (ratio - c) / (1.0 + c * ratio);
   double turns = quarter_arctangents[k] + x * series(arctangent_series, x * x) / two_pi;

@@ -16,7 +16,7 @@ struct line_of_frequency_t {
 };
 
 /// Most samples of a block.
-inline constexpr std::size_t longest_block = 32;
+inline constexpr std::size_t longest_block = 64;
 
 /// What the samples say by themselves: frequencies of 32 blocks of up to 64 samples, by the sum of
 /// x[k+1] conj x[k], and a line through them.

@@ -42,7 +42,7 @@ inline constexpr std::size_t turn_margin = 32;
 /// rate     [Hz], > 0
 ///
 /// A first look at the frequency gives a line, by which the samples are turned back; the phases are
-/// those of sums over blocks of L of them. L is up to 32, such that there are 32 blocks and that the
+/// those of sums over blocks of L of them. L is up to 64, such that there are 32 blocks and that the
 /// frequency's RMS distance from the line is 1/16 turn a block at most: a curved chirp has short
 /// blocks. Slips are mended and blocks far off left out.
 ///

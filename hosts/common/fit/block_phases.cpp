@@ -160,7 +160,9 @@ first_look_t look_at_frequency(std::span<const sample_t> samples) {
   look.line.slope = fit.quadratic[1] / half;
   look.line.middle =
       fit.quadratic[0] + look.line.slope * (0.5 * static_cast<double>(samples.size() - 1) - middle);
-  look.deviation = std::sqrt(std::fmax(squares - noise, 0.0) / static_cast<double>(fit.count));
+  // And what noise leaves of the line at its ends, twice that of its middle.
+  const auto blocks = static_cast<double>(fit.count);
+  look.deviation = std::sqrt((std::fmax(squares - noise, 0.0) + 4.0 * noise / blocks) / blocks);
   return look;
 }
 

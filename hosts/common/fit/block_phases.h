@@ -22,7 +22,8 @@ inline constexpr std::size_t longest_block = 64;
 /// x[k+1] conj x[k], and a line through them.
 struct first_look_t {
   line_of_frequency_t line;  ///< NaN where nothing can be told
-  double deviation = 0.0;    ///< RMS of the frequencies about it, but for noise [turns per sample]
+  /// RMS of the frequencies about it but for noise, with what noise leaves of it [turns per sample].
+  double deviation = 0.0;
 };
 
 /// samples  64 or more

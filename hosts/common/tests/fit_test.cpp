@@ -11,6 +11,7 @@
 #include <functional>
 #include <limits>
 #include <numbers>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -76,7 +77,7 @@ struct exact_case_t {
 };
 
 TEST(PhaseFit, IsExactWithoutNoise) {
-  const exact_case_t cases[] = {
+  const std::vector<exact_case_t> cases = {
       {"up", {}},
       {"down", {.slope = -4e11, .middle = -1e6, .phase = -0.4}},
       {"next to the end of the band", {.slope = 2e11, .middle = 52e6}},
@@ -184,7 +185,7 @@ double slip(std::size_t i, std::size_t at, std::size_t length) {
 }
 
 TEST(PhaseFit, StandsDamage) {
-  const damage_case_t cases[] = {
+  const std::vector<damage_case_t> cases = {
       {"none", [](ramp_t&, std::vector<sample_t>&) {}, 0, 100},
       {"a NaN",
        [](ramp_t&, std::vector<sample_t>& x) {
@@ -337,7 +338,7 @@ turn_errors_t turn_errors(const turn_case_t& c, double snr_db) {
     const double stop = start + t.ramp * t.sample_rate;
     const turns_t turns = fit_turns(samples, static_cast<std::size_t>(start + c.inside),
                                     static_cast<std::size_t>(stop - c.inside), t.sample_rate);
-    const std::pair<const turn_t&, double> both[] = {{turns.start, start}, {turns.stop, stop}};
+    const std::vector<std::pair<turn_t, double>> both = {{turns.start, start}, {turns.stop, stop}};
     for (const auto& [turn, truth] : both) {
       const double error = turn.place - truth;
       EXPECT_TRUE(std::isfinite(error)) << c.name << ' ' << i;
@@ -350,7 +351,7 @@ turn_errors_t turn_errors(const turn_case_t& c, double snr_db) {
 }
 
 TEST(EdgeFit, FindsTheTurnToAFractionOfASample) {
-  const turn_case_t cases[] = {
+  const std::vector<turn_case_t> cases = {
       {"up", with([](transmitter_t&) {}), 100.0, 0.06},
       {"down", with([](transmitter_t& t) { t.falling = true; }), 100.0, 0.06},
       {"edges at the turn", with([](transmitter_t&) {}), 5.0, 0.13},

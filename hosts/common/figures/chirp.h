@@ -1,6 +1,8 @@
 #pragma once
 
 #include "common/figures/settling.h"
+#include "common/fit/edge_fit.h"
+#include "common/fit/phase_fit.h"
 
 #include <fmcw_demod/result_record.h>
 
@@ -18,6 +20,7 @@ struct chirp_flag_t {
   static constexpr std::uint32_t unlike = 4;  ///< unlike its neighbours, see neighbour_check_t
   static constexpr std::uint32_t nonfinite = 8;     ///< a sample inside is not finite
   static constexpr std::uint32_t clipped = 16;      ///< a sample inside reached the converter's end
+  static constexpr std::uint32_t slip = 32;         ///< the phase slipped by whole turns inside
   static constexpr std::uint32_t conditioned = 64;  ///< measured on filtered and decimated samples
 };
 
@@ -39,6 +42,8 @@ struct chirp_t {
   double idle = 0.0;               ///< gap to the chirp before [s]; NaN where there is none
   double period = 0.0;             ///< from its start to this one [s]; NaN where there is none
   settling_t settling = {};        ///< by the smoothed frequency
+  phase_fit_t fit = {};            ///< of its samples but for turn_margin at either end
+  turns_t turns = {};              ///< places [s] on the axis of start, uncertainties [s]
   std::optional<double> centre;    ///< RF frequency of 0 Hz [Hz]
   std::uint32_t flags = 0;         ///< of chirp_flag_t
   bool selected = false;           ///< by `chirp_start` and `chirp_count`

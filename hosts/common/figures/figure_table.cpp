@@ -49,6 +49,19 @@ std::vector<figure_t> make_table() {
       {"fm_settled_s", "freq. settled after", "s", "from the start until the smoothed frequency stays within the tolerance", false, [](const chirp_t& c) { return c.settling.frequency_time; }},
       {"pm_settled_s", "phase settled after", "s", "from the start until the phase stays within the tolerance", false, [](const chirp_t& c) { return c.settling.phase_time; }},
       {"overshoot_hz", "overshoot", "Hz", "largest deviation of the smoothed frequency in the chirp's first half, signed", false, [](const chirp_t& c) { return c.settling.overshoot; }},
+      {"fit_slope_khz_per_us", "fit slope", "kHz/us", "slope of the parabola fitted to the phase", false, [](const chirp_t& c) { return c.fit.slope * 1e-9; }},
+      {"fit_slope_khz_per_us_u", "fit slope u", "kHz/us", "its standard uncertainty", false, [](const chirp_t& c) { return c.fit.slope_u * 1e-9; }},
+      {"fit_start_s", "fit start", "s", "time at which the frequency turns into the ramp, from the phase on both sides", false, [](const chirp_t& c) { return c.turns.start.place; }},
+      {"fit_start_s_u", "fit start u", "s", "its standard uncertainty", false, [](const chirp_t& c) { return c.turns.start.u; }},
+      {"fit_stop_s", "fit stop", "s", "time at which the frequency turns out of the ramp", false, [](const chirp_t& c) { return c.turns.stop.place; }},
+      {"fit_stop_s_u", "fit stop u", "s", "its standard uncertainty", false, [](const chirp_t& c) { return c.turns.stop.u; }},
+      {"fit_length_s", "fit length", "s", "fit stop less fit start", false, [](const chirp_t& c) { return c.turns.stop.place - c.turns.start.place; }},
+      {"fit_length_s_u", "fit length u", "s", "its standard uncertainty", false, [](const chirp_t& c) { return std::hypot(c.turns.start.u, c.turns.stop.u); }},
+      {"fit_freq_centre_hz", "fit centre freq.", "Hz", "the parabola's frequency in the middle of the chirp", false, [](const chirp_t& c) { return c.fit.freq_centre; }},
+      {"fit_freq_centre_hz_u", "fit centre freq. u", "Hz", "its standard uncertainty", false, [](const chirp_t& c) { return c.fit.freq_centre_u; }},
+      {"fit_curvature_hz", "fit curvature", "Hz", "frequency in the middle above the mean of that at both ends, by a cubic", false, [](const chirp_t& c) { return c.fit.curvature; }},
+      {"fit_curvature_hz_u", "fit curvature u", "Hz", "its standard uncertainty", false, [](const chirp_t& c) { return c.fit.curvature_u; }},
+      {"fit_phase_rms_rad", "fit RMS phase dev.", "rad", "RMS deviation of the phase from the parabola", false, [](const chirp_t& c) { return c.fit.rms; }},
   };
 }
 // clang-format on
@@ -81,6 +94,7 @@ bool needs_centre(const figure_t& figure) { return figure.column.starts_with("rf
 
 bool is_place(const figure_t& figure) {
   return figure.column == "start_s" || figure.column == "stop_s" ||
+         figure.column == "fit_start_s" || figure.column == "fit_stop_s" ||
          figure.column.ends_with("_settling_point_s");
 }
 

@@ -31,6 +31,9 @@ inline constexpr std::array flag_table = {
            "length or slope far from the median of its neighbours of the same direction"},
     flag_t{chirp_flag_t::nonfinite, "nonfinite", "holds samples that are not finite"},
     flag_t{chirp_flag_t::clipped, "clipped", "holds samples at an end of the converter's range"},
+    flag_t{chirp_flag_t::slip, "slip",
+           "the phase slipped by whole turns, in noise or in the transmitter: slope and deviations "
+           "are off, the figures of the fit are mended"},
     flag_t{chirp_flag_t::conditioned, "conditioned",
            "measured on filtered and decimated samples, whose edges lie further in"},
 };

@@ -46,6 +46,10 @@ void chirp_joiner_t::add(const span_result_t& span) {
     };
     chirp.start = seconds(static_cast<double>(chirp.first_sample));
     chirp.stop = seconds(static_cast<double>(chirp.last_sample));
+    for (turn_t* const turn : {&chirp.turns.start, &chirp.turns.stop}) {
+      turn->place = seconds(static_cast<double>(chirp.first_sample) + turn->place);
+      turn->u /= rate_;
+    }
     chirp.fm_settling_point = seconds(chirp.fm_settling_point);
     chirp.pm_settling_point = seconds(chirp.pm_settling_point);
     chirp.centre = centre_;

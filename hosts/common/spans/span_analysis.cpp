@@ -3,6 +3,7 @@
 #include "common/capture/statistics.h"
 #include "common/figures/figure_table.h"
 #include "common/figures/flags.h"
+#include "common/fit/record_slips.h"
 #include "common/spans/frame_plan.h"
 #include "common/spans/proposal.h"
 
@@ -233,7 +234,17 @@ void span_analyzer_t::look_inside(std::size_t first, std::size_t last, chirp_t& 
   if (std::abs(chirp.figures.inl_peak) > merged_inl_peak) {
     chirp.flags |= chirp_flag_t::merged;
   }
-  const auto inside = std::span(stream_.samples).subspan(first, count);
+  const auto inside = std::span<const sample_t>(stream_.samples).subspan(first, count);
+  const std::size_t margin = std::min(turn_margin, count / 16);
+  chirp.fit = fit_phase(inside.subspan(margin, count - 2 * margin), rate_);
+  chirp.turns = fit_turns(stream_.samples, first, last, rate_);
+  chirp.turns.start.place -= static_cast<double>(first);
+  chirp.turns.stop.place -= static_cast<double>(first);
+  if (chirp.fit.slips > 0 ||
+      slips_in(std::span<const float>(result_.instantaneous_freq).subspan(first, count),
+               std::ldexp(rate_, static_cast<int>(rate_doublings_))) > 0) {
+    chirp.flags |= chirp_flag_t::slip;
+  }
   if (as_frames_ && !std::all_of(inside.begin(), inside.end(), is_finite)) {
     chirp.flags |= chirp_flag_t::nonfinite;
   }

@@ -19,7 +19,9 @@ namespace orn::fmcw_host {
 
 /// A chirp as one span sees it, and what joining it to its neighbours needs.
 struct span_chirp_t {
-  chirp_t chirp;              ///< samples count from the segment's start; no number, no times yet
+  /// Samples count from the segment's start; no number, no times yet. Turns are in samples from the
+  /// chirp's first.
+  chirp_t chirp;
   std::uint64_t cut_end = 0;  ///< first sample after the last non-finite one before it; 0: none
 };
 

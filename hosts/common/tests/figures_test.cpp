@@ -134,6 +134,52 @@ std::vector<chirp_t> measured(const transmitter_t& transmitter, const std::strin
   return rows;
 }
 
+/// The middle frequency of the parabola nearest in phase: its line takes from the cubic phase of a
+/// parabolic deviation what is left of it over the window, 3/5 of the way from the middle's to that
+/// at the ends.
+double fitted_middle(const transmitter_t& transmitter, double time, double share) {
+  const double bow = transmitter.quadratic * transmitter.bandwidth * share * share;
+  return frequency_at(transmitter, time) - (transmitter.falling ? -1.0 : 1.0) * bow / 5.0;
+}
+
+TEST(Figures, OfTheFitAreTheTransmitters) {
+  transmitter_t transmitter;
+  transmitter.idle = 10e-6;
+  transmitter.snr = 20.0;
+  transmitter.quadratic = 0.01;
+  transmitter.offset = 3e6;
+  for (const bool falling : {false, true}) {
+    transmitter.falling = falling;
+    const double sign = falling ? -1.0 : 1.0;
+    const auto rows = measured(transmitter, "150us");
+    ASSERT_GE(rows.size(), 9U);
+    for (const chirp_t& row : rows) {
+      const phase_fit_t& fit = row.fit;
+      EXPECT_LT(fit.slope_u, 3.3e5);
+      // The parabola of 1 % of 40 MHz and what of it n samples see.
+      const double share = (row.figures.length - 64.0 / 125e6) / 100e-6;
+      EXPECT_NEAR(fit.curvature, sign * 0.4e6 * share * share, 5.0 * fit.curvature_u);
+      const double middle = 0.5 * (row.start + row.stop);
+      const double aside = 40e-6;
+      const double rise =
+          frequency_at(transmitter, middle + aside) - frequency_at(transmitter, middle - aside);
+      EXPECT_NEAR(fit.slope, rise / (2.0 * aside), 5.0 * fit.slope_u + 2e6);  // half a sample aside
+      EXPECT_NEAR(fit.freq_centre, fitted_middle(transmitter, middle, share),
+                  5.0 * fit.freq_centre_u + 0.001 * 0.4e6);  // a remainder of the samples
+      EXPECT_EQ(row.flags & chirp_flag_t::slip, 0U);
+      if ((row.flags & chirp_flag_t::edge) == 0 && row.number > 1) {
+        const double period = period_of(transmitter);
+        const double start = std::nearbyint(row.start / period) * period;
+        const double sample = 1.0 / transmitter.sample_rate;
+        EXPECT_NEAR(row.turns.stop.place, start + transmitter.ramp, 0.3 * sample);
+        EXPECT_LT(row.turns.stop.u, 0.1 * sample);
+        EXPECT_NEAR(row.turns.start.place, start, 5.0 * row.turns.start.u);
+        EXPECT_LT(row.turns.start.u, 1.5 * sample);  // of a rest, not of a way back
+      }
+    }
+  }
+}
+
 TEST(Figures, AreThoseOnPaper) {
   transmitter_t transmitter;  // 40 MHz in 100 us up, 5 us back
   transmitter.idle = 10e-6;

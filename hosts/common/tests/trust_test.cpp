@@ -1,0 +1,201 @@
+#include "common/synth/synthesizer.h"
+#include "common/trust/detection.h"
+#include "common/trust/floors.h"
+#include "common/trust/snr.h"
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace orn::fmcw_host {
+namespace {
+
+using fmcw_demod_lib::sample_t;
+
+double ratio(double decibels) { return std::pow(10.0, decibels / 10.0); }
+double decibels(double ratio) { return 10.0 * std::log10(ratio); }
+
+// Six kinds of ramps: long and short, slow, at low rates, in triangles.
+const detection_scene_t a = {125e6, 4e11, 8e12, 12500, 0, 0};
+const detection_scene_t b = {125e6, 4e10, 8e11, 12500, 0, 0};
+const detection_scene_t c = {125e6, 2e12, 8e12, 2500, 0, 0};
+const detection_scene_t d = {10e6, 2e9, 4e10, 10000, 0, 0};
+const detection_scene_t e = {48e3, 14e3 / 0.3, 14e3 / 0.02, 14400, 8e3, 0};
+const detection_scene_t f = {125e6, 4e11, 4e11, 12500, 0, 0};
+
+TEST(Detection, FailsWhereSimulationsOfTenThousandChirpsDid) {
+  struct {
+    const char* name;
+    detection_scene_t scene;
+    double formula, simulated;  // dB
+  } const cases[] = {{"a", a, 9.9, 9.7}, {"b", b, 25.7, 25.7}, {"c", c, 7.0, 6.3},
+                     {"d", d, 9.6, 9.9}, {"e", e, 11.2, 11.1}, {"f", f, 9.9, 9.8}};
+  for (const auto& test : cases) {
+    EXPECT_NEAR(cliff_of(test.scene), test.formula, 0.1) << test.name;
+    EXPECT_NEAR(cliff_of(test.scene), test.simulated, 0.75) << test.name;
+  }
+}
+
+TEST(Detection, HasTheProbabilitiesOfItsFormula) {
+  struct {
+    detection_scene_t scene;
+    double snr, probability;
+  } const cases[] = {{a, 8.0, 0.6558}, {a, 10.0, 0.9939}, {b, 24.0, 0.6154}, {b, 26.0, 0.9958},
+                     {c, 7.0, 0.9921}, {c, 6.5, 0.9700},  {d, 8.0, 0.7890},  {d, 9.5, 0.9891},
+                     {e, 9.0, 0.3698}, {e, 11.0, 0.9838}, {f, 7.5, 0.3797}};
+  for (const auto& test : cases) {
+    EXPECT_NEAR(found_probability(test.scene, ratio(test.snr)), test.probability, 0.004)
+        << test.snr;
+  }
+  EXPECT_EQ(found_probability(a, 0.0), 0.0);
+  EXPECT_TRUE(std::isnan(cliff_of({125e6, 1.0, 1.0, 12500, 0, 0})));
+}
+
+TEST(Detection, TellsOfDeadZoneMergingAndShortRamps) {
+  // Observed at 40 dB over 2500 boundaries and more: 0.20, 0.15, 0.25.
+  const double flybacks[] = {0.1, 0.05, 0.2};
+  const double lost[] = {0.20, 0.15, 0.25};
+  for (int i = 0; i < 3; ++i) {
+    detection_scene_t scene = e;
+    scene.flyback = 14e3 / flybacks[i];
+    EXPECT_NEAR(dead_zone_loss(scene), lost[i], 0.008) << flybacks[i];
+    scene.rate_doublings = 10;
+    EXPECT_LT(dead_zone_loss(scene), 1e-6);
+  }
+  EXPECT_NEAR(gap_over_merging(a, 625), (625 + 2 * 88.5) / (13125 / 16.0), 1e-3);
+  EXPECT_FALSE(is_too_short(c));
+  EXPECT_TRUE(is_too_short({125e6, 4e11, 8e12, 400, 0, 0}));
+}
+
+/// Ramp `a` as its rows have it. is_band: the measured interval ends at 95 % of the slope, else at
+/// its change of sign.
+noise_scene_t scene_of(const detection_scene_t& ramp, bool is_band, double snr) {
+  noise_scene_t scene = {
+      ratio(snr), ramp.rate, ramp.slope, ramp.flyback, is_band ? 0.95 * ramp.slope : 0.0, 0, 0, 0};
+  const double lost = start_bias(scene) - stop_bias(scene);
+  scene.measured = ramp.ramp - lost;
+  scene.window = scene.measured - 0.25 * (ramp.ramp + 300);  // candidates end in the fly-backs
+  scene.begin = ramp.centre - ramp.slope * scene.window / ramp.rate / 2.0;
+  return scene;
+}
+
+TEST(Floors, AgreeWithSimulationsOfFifteenHundredChirps) {
+  struct {
+    const char* name;
+    detection_scene_t ramp;
+    bool is_band;
+    double snr;
+    double slope_u, start_bias, start_u, length_u, bandwidth_bias, freq_dev_rms, freq_dev_peak,
+        phase_dev_rms, freq_avg_u;  // observed
+  } const rows[] = {
+      {"a band 20", a, true, 20, 3.14e-5, 117.6, 2.45, 3.38, 5.04e6, 9.973e5, 4.006e6, 0.0563,
+       5420},
+      {"a band 30", a, true, 30, 1.01e-5, 118.6, 1.14, 1.57, 1.34e6, 3.146e5, 1.258e6, 0.0179,
+       2540},
+      {"a sign 12", a, false, 12, 7.99e-5, 88.3, 1.59, 2.22, 1.46e7, 2.541e6, 1.058e7, 0.145, 3480},
+      {"a sign 20", a, false, 20, 3.16e-5, 88.0, 0.83, 1.18, 5.03e6, 9.967e5, 3.995e6, 0.0567,
+       1880},
+      {"b band 35", b, true, 35, 5.53e-5, 116.0, 3.40, 4.75, 9.55e5, 1.77e5, 7.065e5, 0.00991, 768},
+      {"c band 20", c, true, 20, 1.94e-4, 109.1, 1.29, 1.83, 3.91e6, 9.96e5, 3.569e6, 0.0565,
+       1.49e4},
+      {"d sign 30", d, false, 30, 1.99e-5, 88.0, 0.44, 0.61, 1.11e5, 2.517e4, 9.933e4, 0.0179,
+       62.8},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    const noise_scene_t s = scene_of(row.ramp, row.is_band, row.snr);
+    EXPECT_NEAR(slope_u(s) / s.slope / row.slope_u, 1.0, 0.1);
+    EXPECT_NEAR(start_bias(s), row.start_bias, 3.0);
+    EXPECT_NEAR(edge_u(s) / row.start_u, 1.0, 0.2);
+    EXPECT_NEAR(length_u(s) / row.length_u, 1.0, 0.2);
+    EXPECT_NEAR(bandwidth_bias(s) / row.bandwidth_bias, 1.0, 0.05);
+    EXPECT_NEAR(frequency_noise(s) / row.freq_dev_rms, 1.0, 0.003);
+    EXPECT_NEAR(freq_dev_peak_floor(s) / row.freq_dev_peak, 1.0, 0.045);
+    EXPECT_NEAR(phase_dev_rms_floor(s) / row.phase_dev_rms, 1.0, 0.06);
+    EXPECT_NEAR(freq_avg_u(s) / row.freq_avg_u, 1.0, 0.25);
+  }
+}
+
+TEST(Floors, AddUpOverTheSweepAsTermByTerm) {
+  for (const double snr : {12.0, 30.0, 60.0, 80.0}) {
+    noise_scene_t s = scene_of(a, true, snr);
+    const double noise = frequency_noise(s);
+    const double x = bandwidth_bias(s) / (2.0 * noise);
+    double sum = 0.0;
+    for (double k = 0.0; k < s.measured; ++k) {
+      sum += normal_tail(x + k * s.slope / (s.rate * noise));
+    }
+    EXPECT_NEAR(sum, 0.5615, 1e-3) << snr;
+  }
+}
+
+TEST(Floors, KnowTheRoundingOfPhases) {
+  // 80 MHz in 800 us: at 60 dB the rounding of the summed phases rules.
+  const noise_scene_t s = {1e6, 125e6, 1e11, 2e12, 0.95e11, 99000, 74000, -29.6e6};
+  EXPECT_GT(phase_dev_rms_floor(s), 10.0 * phase_noise(s.snr));
+  EXPECT_NEAR(phase_dev_rms_floor(s), 0.08, 0.03);
+}
+
+/// A chirp in noise.
+std::vector<sample_t> chirp_of(double snr, double droop, std::size_t count, std::uint64_t seed) {
+  noise_t noise(seed);
+  std::vector<sample_t> samples(count);
+  const double scale = std::sqrt(0.5 / ratio(snr));
+  for (std::size_t i = 0; i < count; ++i) {
+    const double t = static_cast<double>(i) / static_cast<double>(count);
+    const double phase = std::numbers::pi * static_cast<double>(count) * 0.3 * t * t;
+    const auto z = std::polar(std::pow(10.0, -droop * t / 20.0), phase) + scale * noise();
+    samples[i] = sample_t(z);
+  }
+  return samples;
+}
+
+TEST(EnvelopeNoise, IsToldByTheEnvelopeAlone) {
+  struct {
+    double snr, droop, told;
+  } const cases[] = {{5, 0, 5}, {10, 0, 10}, {20, 0, 20}, {40, 0, 40}, {60, 0, 60}, {30, 3, 28.5}};
+  for (const auto& test : cases) {
+    const auto noise = envelope_noise_of(chirp_of(test.snr, test.droop, 64 * 256, 7));
+    EXPECT_NEAR(decibels(noise.snr), test.told, 0.3) << test.snr;
+    EXPECT_NEAR(noise.correlation_1, 0.0, 0.05) << test.snr;
+    EXPECT_NEAR(noise.correlation_2, 0.0, 0.05) << test.snr;
+  }
+}
+
+TEST(EnvelopeNoise, KnowsColouredNoise) {
+  // Averages of three neighbours have correlations of 2/3 and 1/3.
+  const auto white = chirp_of(100, 0, 20002, 1);
+  noise_t noise(3);
+  std::vector<std::complex<double>> source(20002);
+  for (auto& z : source) {
+    z = noise();
+  }
+  std::vector<sample_t> samples;
+  for (std::size_t i = 0; i + 2 < source.size(); ++i) {
+    // Turned with the carrier, so that it is the radius that keeps the correlation.
+    samples.emplace_back(std::complex<double>(white[i]) *
+                         (1.0 + 0.01 * (source[i] + source[i + 1] + source[i + 2])));
+  }
+  const auto told = envelope_noise_of(samples);
+  EXPECT_NEAR(told.correlation_1, 2.0 / 3.0, 0.05);
+  EXPECT_NEAR(told.correlation_2, 1.0 / 3.0, 0.05);
+}
+
+TEST(EnvelopeNoise, HasNoFigureWhereThereIsNone) {
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  EXPECT_TRUE(std::isnan(envelope_noise_of({}).snr));
+  EXPECT_TRUE(std::isnan(envelope_noise_of(std::vector<sample_t>(255, 1.0F)).snr));
+  EXPECT_TRUE(std::isnan(envelope_noise_of(std::vector<sample_t>(512, 0.0F)).snr));
+  EXPECT_TRUE(std::isnan(envelope_noise_of(std::vector<sample_t>(512, nan)).snr));
+  auto some = chirp_of(20, 0, 512, 1);
+  some[3] = nan;
+  EXPECT_NEAR(decibels(envelope_noise_of(some).snr), 20, 1.5);
+  const auto noise = envelope_noise_of(chirp_of(-40, 0, 16384, 1));
+  EXPECT_LT(noise.snr, 1.0);
+}
+
+}  // namespace
+}  // namespace orn::fmcw_host

@@ -134,7 +134,7 @@ TEST(Floors, AddUpOverTheSweepAsTermByTerm) {
 
 TEST(Floors, KnowTheRoundingOfPhases) {
   // 80 MHz in 800 us: at 60 dB the rounding of the summed phases rules.
-  const noise_scene_t s = {1e6, 125e6, 1e11, 2e12, 0.95e11, 99000, 74000, -29.6e6};
+  const noise_scene_t s = {1e6, 125e6, 1e11, 2e12, 0.95e11, 99000, 74000, -29.6e6, 0.0};
   EXPECT_GT(phase_dev_rms_floor(s), 10.0 * phase_noise(s.snr));
   EXPECT_NEAR(phase_dev_rms_floor(s), 0.08, 0.03);
 }

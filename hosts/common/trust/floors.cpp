@@ -64,6 +64,12 @@ double bandwidth_excess(const noise_scene_t& s) {
 /// Height of the step of the slope at a turn [Hz/s].
 double slope_step(const noise_scene_t& s) { return std::abs(s.slope) + s.flyback; }
 
+/// From a value to the next in single precision.
+double ulp_of(double value) {
+  const auto at = static_cast<float>(std::abs(value));
+  return std::nextafter(at, std::numeric_limits<float>::infinity()) - static_cast<double>(at);
+}
+
 double edge_of(double y) { return half_smoothing - y; }
 
 }  // namespace
@@ -116,6 +122,10 @@ double freq_avg_u(const noise_scene_t& s) {
   return std::sqrt(by_ends * by_ends + by_edges * by_edges / 2.0);
 }
 
+double freq_dev_rms_floor(const noise_scene_t& s) {
+  return std::hypot(frequency_noise(s), std::abs(s.slope) * ulp_of(s.time) / std::sqrt(12.0));
+}
+
 double freq_dev_rms_u(const noise_scene_t& s) {
   return frequency_noise(s) * 0.5 * std::sqrt(3.0 / s.window);
 }
@@ -164,9 +174,7 @@ double rounding_walk(const noise_scene_t& s) {
   for (double place = 0.0; place < places; ++place) {
     const double i = (place + 0.5) * step;
     const double t = i / s.rate;
-    const auto phase = static_cast<float>(2.0 * pi * std::abs((s.begin + 0.5 * s.slope * t) * t));
-    const double ulp =
-        std::nextafter(phase, std::numeric_limits<float>::infinity()) - static_cast<double>(phase);
+    const double ulp = ulp_of(2.0 * pi * (s.begin + 0.5 * s.slope * t) * t);
     sum += ulp * ulp * step * (1.0 - i / s.window);
   }
   return std::sqrt(sum / 6.0);
@@ -174,6 +182,10 @@ double rounding_walk(const noise_scene_t& s) {
 
 double slope_dev_rms_floor(const noise_scene_t& s) {
   return s.rate * s.rate * phase_noise(s.snr) / (2.0 * pi);
+}
+
+double slope_dev_peak_floor(const noise_scene_t& s) {
+  return slope_dev_rms_floor(s) * highest_of(2.0 * s.measured);
 }
 
 double slope_dev_mean_u(const noise_scene_t& s) { return slope_dev_rms_floor(s) / s.measured; }

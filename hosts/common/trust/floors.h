@@ -13,6 +13,7 @@ struct noise_scene_t {
   double measured = 0.0;     ///< samples of the measured interval
   double window = 0.0;       ///< samples of the deviation window
   double begin = 0.0;        ///< frequency at the window's first sample [Hz]
+  double time = 0.0;         ///< on the library's axis, which is in single precision [s]
 
   /// Noise of the frequency over what white noise of that power makes: sqrt(1 - r), r the
   /// correlation of the noise two samples apart, for the frequency is half the turn across two.
@@ -65,8 +66,10 @@ double length_u(const noise_scene_t& scene);
 double freq_avg_bias(const noise_scene_t& scene);
 double freq_avg_u(const noise_scene_t& scene);
 
-/// RMS deviation that noise alone makes is frequency_noise(); its standard deviation [Hz] is
-/// F sqrt(3 / Nd) / 2, the residuals being correlated two samples apart.
+/// RMS deviation that noise and the rounding of the time axis, |slope| ulp(time) / sqrt(12), make
+/// [Hz]; the standard deviation of the former [Hz] is F sqrt(3 / Nd) / 2, the residuals being
+/// correlated two samples apart.
+double freq_dev_rms_floor(const noise_scene_t& scene);
 double freq_dev_rms_u(const noise_scene_t& scene);
 
 /// Peak deviation that noise alone makes, F x with 2 Nd Q(x) = 0.56 [Hz], and its standard deviation
@@ -92,9 +95,10 @@ double phase_dev_peak_floor(const noise_scene_t& scene);
 /// ulp^2 / 12.
 double rounding_walk(const noise_scene_t& scene);
 
-/// RMS of sample-to-sample slopes that noise alone makes [Hz/s], fs^2 sphi / 2 pi; their mean has
-/// that over Nm.
+/// RMS of sample-to-sample slopes that noise alone makes [Hz/s], fs^2 sphi / 2 pi, and their peak,
+/// x times that with 2 Nm Q(x) = 0.56; the uncertainty of their mean is the former over Nm.
 double slope_dev_rms_floor(const noise_scene_t& scene);
+double slope_dev_peak_floor(const noise_scene_t& scene);
 double slope_dev_mean_u(const noise_scene_t& scene);
 
 /// What noise adds to the mean power [dB], 10 lg(1 + 1 / rho), and its standard uncertainty [dB],

@@ -86,7 +86,7 @@ chirp_scene_t scene_of(const chirp_t& chirp, const std::optional<chirp_t>& befor
 /// Frequencies and levels in dB have an arbitrary 0: a mean frequency is held against the sweep,
 /// power is measured below u = 0.43 dB, a tenth, and noise above 1.45 dB, a third. Deviations x are
 /// noise up to F (1 + 3.7 / sqrt(N)), peaks up to F (x_N + 3.8 / x_N), phase deviations up to 1.5
-/// floors, and measured from 1.5 floors on (phases: 2). A bandwidth is near the floor where more
+/// floors, and measured from 1.5 floors on (phases: 3). A bandwidth is near the floor where more
 /// than 5 % of it is bias, noise where half is. In coloured noise only frequency deviations have a
 /// floor and all else is unknown, as is everything where the noise is not told.
 chirp_trust_t trust_of(const chirp_t& chirp, const chirp_scene_t& scene);

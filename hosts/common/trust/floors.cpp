@@ -99,15 +99,22 @@ double crossing(const noise_scene_t& s) {
   return half_smoothing * std::sqrt(2.0 * std::clamp(w, 0.0, 0.5));
 }
 
-double start_bias(const noise_scene_t& s) { return edge_of(crossing(s)) - 0.5; }
+double gradient_over_noise(const noise_scene_t& s) {
+  return slope_step(s) * crossing(s) / slope_scale / smoothed_slope_noise(s);
+}
+
+double early_entry(const noise_scene_t& s) {
+  return s.slope_level > 0.0 ? 0.3 * std::pow(gradient_over_noise(s), -1.27) : 0.0;
+}
+
+double start_bias(const noise_scene_t& s) { return edge_of(crossing(s)) - 0.5 - early_entry(s); }
 
 double stop_bias(const noise_scene_t& s) {
-  return -edge_of(crossing(s)) - (s.slope_level > 0.0 ? 1.5 : 2.5);
+  return early_entry(s) - edge_of(crossing(s)) - (s.slope_level > 0.0 ? 1.5 : 2.5);
 }
 
 double edge_u(const noise_scene_t& s) {
-  const double gradient = slope_step(s) * crossing(s) / slope_scale;
-  const double q = gradient / smoothed_slope_noise(s);
+  const double q = gradient_over_noise(s);
   const double by_noise = std::min(1.0, std::pow(q, 0.35)) / q;
   return std::sqrt(by_noise * by_noise + 1.0 / 12.0);
 }

@@ -48,14 +48,22 @@ double slope_u(const noise_scene_t& scene);
 /// 128 sqrt(2 w) before or after the middle's 128 samples; w <= 1/2.
 double crossing(const noise_scene_t& scene);
 
+/// Gradient of the smoothed slope at the crossing over its noise, q = (J y / 2^14) / ss, per sample.
+double gradient_over_noise(const noise_scene_t& scene);
+
+/// How much earlier noise carries the slope into a band [samples]: 0.3 q^-1.27, by simulation (within
+/// 2.4 samples, or 30 %, from q = 0.03 to 0.5). 0 where the edge is a change of sign.
+double early_entry(const noise_scene_t& scene);
+
 /// How much later than the turn the start is, how much later (negative: earlier) the stop
-/// [samples]: 128 - y - 1/2, and -(128 - y) - 3/2, one more where the level is 0 (a sign change).
+/// [samples]: 128 - y - 1/2, and -(128 - y) - 3/2, one more where the level is 0 (a sign change),
+/// less what noise widens.
 double start_bias(const noise_scene_t& scene);
 double stop_bias(const noise_scene_t& scene);
 
-/// Standard uncertainty of start and stop [samples]: noise of the smoothed slope over its gradient
-/// g = J y / 2^14 at the crossing, less where g is small against it: q = g / ss, min(1, q^0.35) / q,
-/// the exponent by simulation; and the rounding to whole samples, 1 / sqrt(12).
+/// Standard uncertainty of start and stop [samples]: 1 / q, noise of the smoothed slope over its
+/// gradient, less where q is small: min(1, q^0.35) / q, the exponent by simulation; and the rounding
+/// to whole samples, 1 / sqrt(12).
 double edge_u(const noise_scene_t& scene);
 
 /// Standard uncertainty of the length and of the switching time [samples]: two edges.

@@ -26,6 +26,14 @@ trust_t most_frequent(const std::array<std::uint64_t, trust_count>& counts) {
   return static_cast<trust_t>(most);
 }
 
+/// Whether the phase of a chirp seems to have slipped by 2 pi: it deviates by what a slip leaves
+/// beside the fitted line, and the frequency, half the turn across two samples, by half of the half
+/// rate that a slip moves it by. A ripple does the former alone.
+bool is_slip(const chirp_t& chirp, double rate) {
+  constexpr double slip = 3.0;  // rad
+  return chirp.figures.phase_dev_peak > slip && chirp.figures.freq_dev_peak > rate / 4.0;
+}
+
 /// Whether merging by chance changes figures: it lengthens candidates, from whose slope a wide band
 /// and a window that is a share of the length follow.
 bool does_merging_matter(double slope, const settings_t& settings) {
@@ -96,15 +104,10 @@ double statement_maker_t::mean_t::get() const {
 }
 
 void statement_maker_t::add_scene(const chirp_t& chirp, const chirp_scene_t& scene) {
-  constexpr double slip = 3.0;  // rad, of the 2 pi that a slip leaves
-  constexpr double above_noise = 2.0;
   ++counted_.chirp_count;
   counted_.told_count += scene.is_told ? 1 : 0;
   counted_.white_count += scene.is_told && scene.is_white ? 1 : 0;
-  const double noise = phase_dev_peak_floor(scene.noise);
-  const bool is_slip =
-      chirp.figures.phase_dev_peak > slip && !(chirp.figures.phase_dev_peak <= above_noise * noise);
-  counted_.slip_count += is_slip ? 1 : 0;
+  counted_.slip_count += is_slip(chirp, scene.noise.rate) ? 1 : 0;
   sample_count_ += chirp.last_sample - chirp.first_sample + 1;
   clipped_count_ += chirp.clipped_count;
   if (scene.is_told) {

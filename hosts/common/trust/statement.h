@@ -31,7 +31,7 @@ struct statement_t {
   std::uint64_t chirp_count = 0;
   std::uint64_t told_count = 0;   ///< chirps whose noise is told
   std::uint64_t white_count = 0;  ///< and white
-  std::uint64_t slip_count = 0;   ///< chirps whose phase deviates by 3 rad and more, as by a slip
+  std::uint64_t slip_count = 0;   ///< chirps whose phase seems to have slipped by 2 pi
   double clipped_share = std::numeric_limits<double>::quiet_NaN();      ///< of the chirps' samples
   double snr = std::numeric_limits<double>::quiet_NaN();                ///< mean of the chirps [dB]
   double slope_over_slip = std::numeric_limits<double>::quiet_NaN();    ///< slope_over_slip()

@@ -5,6 +5,7 @@
 #include "common/output/output_file.h"
 #include "common/spans/recording_analysis.h"
 #include "common/spans/trace_file.h"
+#include "common/trust/statement.h"
 #include "diagnosis.h"
 #include "errors.h"
 #include "help.h"
@@ -101,6 +102,12 @@ void print_notes(const summary_t& summary) {
   }
 }
 
+void print_trust(const statement_t& statement) {
+  if (statement.chirp_count > 0) {
+    print_note(statement_line(statement) + "; fmcw check tells more");
+  }
+}
+
 void print_summary(const measurement_t& measurement, const summary_t& summary,
                    const recording_totals_t& totals) {
   const settings_t& settings = measurement.settings;
@@ -165,9 +172,19 @@ int analyze_one(const analyze_call_t& call) {
   if (measurement.is_proposed) {
     tell_note(proposal_text(measurement.proposal));
   }
-  const auto add = [&](const auto& row) { outputs.add(row); };
+  statement_maker_t trust(measurement.settings,
+                          measurement.recording.info().clip_levels.has_value());
+  const bool with_trust = outputs.has_table();
   const recording_totals_t totals =
-      run_shown(call, measurement, {.on_chirp = add, .on_change = add});
+      run_shown(call, measurement,
+                {.on_chirp =
+                     [&](const chirp_t& chirp) {
+                       outputs.add(chirp);
+                       if (with_trust) {
+                         trust.add(chirp);
+                       }
+                     },
+                 .on_change = [&](const change_t& change) { outputs.add(change); }});
   const auto diagnosis = examine(measurement, totals, outputs.summary().chirp_count(),
                                  [](const std::string& text) { tell_note(text); });
   outputs.end(totals, measurement.settings.manager.get_demod_config().impedance,
@@ -184,6 +201,7 @@ int analyze_one(const analyze_call_t& call) {
   } else {
     outputs.print_verdicts(std::cout);
     print_notes(outputs.summary());
+    print_trust(trust.statement());
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }

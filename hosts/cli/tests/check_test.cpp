@@ -1,0 +1,58 @@
+#include "fmcw_program.h"
+
+#include <string>
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+TEST_F(Fmcw, ChecksHowFarFiguresCanBeTrusted) {
+  ASSERT_EQ(run("synth a --snr 20 --chirps 40").status, 0);
+  const auto outcome = run("check a");
+  EXPECT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_THAT(outcome.out, AllOf(HasSubstr("39"), HasSubstr("white"), HasSubstr("up, means over"),
+                                 HasSubstr("near the floor"), Not(HasSubstr("down, means"))));
+  EXPECT_EQ(run("check a --jobs 3").out, run("check a --jobs 1").out);
+  const json checked = json::parse(run("check a --json").out);
+  ASSERT_EQ(checked["chirps"].size(), 39U);
+  const json row = checked["chirps"][7];
+  EXPECT_EQ(row["slope_khz_per_us_trust"], "measured");
+  EXPECT_NEAR(row["slope_khz_per_us_u"], 0.0125, 0.002);
+  EXPECT_EQ(row["freq_dev_rms_hz_trust"], "noise");
+  EXPECT_NEAR(row["freq_dev_rms_hz_floor"], 997e3, 60e3);
+  EXPECT_NEAR(row["length_s_true"], 100e-6, 0.1e-6);
+  EXPECT_TRUE(checked["chirps"][0]["length_s_u"].is_null());  // no chirp before
+  EXPECT_NEAR(checked["trust"]["snr_db"], 20.0, 0.2);
+  EXPECT_NEAR(checked["trust"]["margin_db"], 10.2, 0.3);
+  EXPECT_TRUE(checked["trust"]["advice"].empty());
+
+  EXPECT_THAT(run("analyze a").out,
+              AllOf(HasSubstr("SNR 20.0 dB"), HasSubstr("fmcw check tells more")));
+  EXPECT_THAT(run("analyze a --csv -").out, Not(HasSubstr("trust")));
+}
+
+TEST_F(Fmcw, ChecksWhatTheSettingsCost) {
+  // The library's own settings: the fly-backs are about as long as what merges.
+  ASSERT_EQ(run("synth a --snr 20 --chirps 40").status, 0);
+  const auto risky = run("check a --set max_chirp_len=150us --set min_chirp_len=50us");
+  EXPECT_EQ(risky.status, 0) << risky.err;
+  EXPECT_THAT(risky.out, HasSubstr("by chance"));
+  const auto advice = risky.out.find("fmcw analyze a --set slope_tol=");
+  ASSERT_NE(advice, std::string::npos) << risky.out;
+  std::string options = risky.out.substr(advice + std::string("fmcw analyze ").size());
+  options.resize(options.find('\n'));
+  EXPECT_THAT(run("check " + options + " --set max_chirp_len=150us --set min_chirp_len=50us").out,
+              Not(HasSubstr("by chance")));
+}
+
+TEST_F(Fmcw, ChecksNothingWithoutChirps) {
+  ASSERT_EQ(run("synth a --snr -20 --chirps 5").status, 0);
+  const auto outcome = run("check a");
+  EXPECT_EQ(outcome.status, 4);
+  EXPECT_THAT(outcome.err, HasSubstr("no chirps: "));
+  EXPECT_EQ(run("check a --json").status, 4);
+}
+
+}  // namespace

@@ -172,19 +172,9 @@ int analyze_one(const analyze_call_t& call) {
   if (measurement.is_proposed) {
     tell_note(proposal_text(measurement.proposal));
   }
-  statement_maker_t trust(measurement.settings,
-                          measurement.recording.info().clip_levels.has_value());
-  const bool with_trust = outputs.has_table();
+  const auto add = [&](const auto& row) { outputs.add(row); };
   const recording_totals_t totals =
-      run_shown(call, measurement,
-                {.on_chirp =
-                     [&](const chirp_t& chirp) {
-                       outputs.add(chirp);
-                       if (with_trust) {
-                         trust.add(chirp);
-                       }
-                     },
-                 .on_change = [&](const change_t& change) { outputs.add(change); }});
+      run_shown(call, measurement, {.on_chirp = add, .on_change = add});
   const auto diagnosis = examine(measurement, totals, outputs.summary().chirp_count(),
                                  [](const std::string& text) { tell_note(text); });
   outputs.end(totals, measurement.settings.manager.get_demod_config().impedance,
@@ -201,7 +191,7 @@ int analyze_one(const analyze_call_t& call) {
   } else {
     outputs.print_verdicts(std::cout);
     print_notes(outputs.summary());
-    print_trust(trust.statement());
+    print_trust(outputs.trust());
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }

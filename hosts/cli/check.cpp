@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "common/figures/chirp_json.h"
 #include "common/figures/figure_table.h"
 #include "common/output/json_writer.h"
 #include "common/output/output_file.h"
@@ -142,9 +143,8 @@ void print_figures(const direction_summary_t& summary) {
     const figure_trust_t& mean = summary[i].mean;
     const scaled_unit_t unit(std::string(figure.unit), {mean.value});
     table.add({std::string(figure.title), unit.unit, cell(unit, mean.value),
-               rough_cell(unit, mean.word == trust_t::unknown ? NAN : mean.bias),
-               rough_cell(unit, mean.u), rough_cell(unit, mean.floor), cell(unit, mean.truth),
-               std::string(name_of(mean.word))});
+               rough_cell(unit, mean.bias), rough_cell(unit, mean.u), rough_cell(unit, mean.floor),
+               cell(unit, mean.truth), std::string(name_of(mean.word))});
   }
   std::cout << table;
 }
@@ -159,32 +159,6 @@ void print_text(const check_call_t& call, measurement_t& measurement) {
       print_figures(*summary);
     }
   }
-}
-
-void put_trust(json_writer_t& json, std::string_view column, const figure_trust_t& trust) {
-  const bool is_known = trust.word != trust_t::unknown;
-  json.member(column, trust.value)
-      .member(fmt::format("{}_bias", column), is_known ? trust.bias : NAN)
-      .member(fmt::format("{}_u", column), trust.u)
-      .member(fmt::format("{}_floor", column), trust.floor)
-      .member(fmt::format("{}_true", column), trust.truth)
-      .member(fmt::format("{}_trust", column), name_of(trust.word));
-}
-
-void put_row(json_writer_t& json, const chirp_t& chirp, const chirp_trust_t& trust) {
-  json.begin_object()
-      .member("chirp", chirp.number)
-      .member("direction", direction_of(chirp))
-      .member("first_sample", chirp.first_sample)
-      .member("last_sample", chirp.last_sample)
-      .member("snr_db", 10.0 * std::log10(chirp.noise.snr))
-      .member("noise_correlation_1", chirp.noise.correlation_1)
-      .member("noise_correlation_2", chirp.noise.correlation_2)
-      .member("clipped_count", chirp.clipped_count);
-  for (std::size_t i = 0; i < trust.size(); ++i) {
-    put_trust(json, trusted_columns[i], trust[i]);
-  }
-  json.end_object();
 }
 
 void put_statement(json_writer_t& json, const check_call_t& call, const statement_t& s) {
@@ -220,8 +194,9 @@ void print_json(const check_call_t& call, measurement_t& measurement) {
   json.begin_object().member("capture", std::string_view(measurement.recording.info().name));
   json.key("chirps").begin_array();
   const statement_t statement =
-      state(call, measurement,
-            [&](const chirp_t& chirp, const chirp_trust_t& trust) { put_row(json, chirp, trust); });
+      state(call, measurement, [&](const chirp_t& chirp, const chirp_trust_t& trust) {
+        write_json(json, chirp, {"", "", &trust}, false);
+      });
   json.end_array();
   put_statement(json, call, statement);
   json.end_object();

@@ -31,6 +31,17 @@ TEST_F(Fmcw, ChecksHowFarFiguresCanBeTrusted) {
   EXPECT_THAT(run("analyze a").out,
               AllOf(HasSubstr("SNR 20.0 dB"), HasSubstr("fmcw check tells more")));
   EXPECT_THAT(run("analyze a --csv -").out, Not(HasSubstr("trust")));
+
+  // The same figures beside the rows of an analysis.
+  EXPECT_THAT(run("analyze a --uncertainty").out,
+              testing::ContainsRegex("(399\\.9[0-9]|400\\.0[0-9])[0-9] ± 0\\.01[0-9]"));
+  EXPECT_THAT(run("analyze a --uncertainty --csv -").out,
+              AllOf(HasSubstr("slope_khz_per_us_u"), HasSubstr("freq_dev_rms_hz_trust"),
+                    HasSubstr("near the floor")));
+  const json analyzed = json::parse(run("analyze a --uncertainty --json -").out);
+  for (const char* column : {"slope_khz_per_us_u", "bandwidth_hz_bias", "inl_peak_floor"}) {
+    EXPECT_EQ(analyzed["chirps"][7][column], row[column]) << column;
+  }
 }
 
 TEST_F(Fmcw, ChecksWhatTheSettingsCost) {

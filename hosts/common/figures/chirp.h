@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/figures/settling.h"
+#include "common/trust/figure_trust.h"
 #include "common/trust/snr.h"
 
 #include <fmcw_demod/result_record.h>
@@ -23,8 +24,9 @@ struct chirp_flag_t {
 
 /// What stands beside a chirp's figures in a row.
 struct row_remarks_t {
-  std::string datetime;      ///< of its first sample, ISO 8601; empty: not known
-  std::string_view verdict;  ///< "pass" or "fail"; empty: no limit concerns it
+  std::string datetime;                  ///< of its first sample, ISO 8601; empty: not known
+  std::string_view verdict;              ///< "pass" or "fail"; empty: no limit concerns it
+  const chirp_trust_t* trust = nullptr;  ///< null: not asked for
 };
 
 /// One measured chirp of a recording: a row of every table.

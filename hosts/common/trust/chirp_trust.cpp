@@ -3,7 +3,10 @@
 #include "common/figures/figure_table.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <limits>
+#include <string_view>
 
 namespace orn::fmcw_host {
 namespace {
@@ -136,16 +139,13 @@ class trusts_t {
       all_[i].value = figures[i]->get(chirp);
     }
   }
-  double value(std::string_view column) const { return all_[place(column)].value; }
-  void set(std::string_view column, const figure_trust_t& trust) { all_[place(column)] = trust; }
+  double value(std::string_view column) const { return all_[trusted_place(column)].value; }
+  void set(std::string_view column, const figure_trust_t& trust) {
+    all_[trusted_place(column)] = trust;
+  }
   const chirp_trust_t& all() const { return all_; }
 
  private:
-  static std::size_t place(std::string_view column) {
-    return static_cast<std::size_t>(
-        std::find(trusted_columns.begin(), trusted_columns.end(), column) -
-        trusted_columns.begin());
-  }
   chirp_trust_t all_;
 };
 

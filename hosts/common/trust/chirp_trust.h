@@ -2,64 +2,12 @@
 
 #include "common/figures/chirp.h"
 #include "common/settings/settings.h"
+#include "common/trust/figure_trust.h"
 #include "common/trust/floors.h"
 
-#include <array>
-#include <cstdint>
-#include <limits>
 #include <optional>
-#include <string_view>
 
 namespace orn::fmcw_host {
-
-/// What a figure says of the transmitter, the worse the higher.
-enum class trust_t : std::uint8_t {
-  measured,    ///< the signal
-  near_floor,  ///< the signal and as much noise
-  noise,       ///< what noise alone would make
-  unknown      ///< nothing is known of it
-};
-inline constexpr std::size_t trust_count = 4;
-
-/// "measured", "near the floor", "noise", "unknown".
-std::string_view name_of(trust_t trust);
-
-/// How far a figure can be trusted, in its own unit. NaN: unknown, or does not apply.
-struct figure_trust_t {
-  double value = std::numeric_limits<double>::quiet_NaN();
-  double bias = 0.0;                                        ///< known, contained in the value
-  double u = std::numeric_limits<double>::quiet_NaN();      ///< standard uncertainty
-  double floor = std::numeric_limits<double>::quiet_NaN();  ///< what noise alone makes
-  double truth =
-      std::numeric_limits<double>::quiet_NaN();  ///< value - bias, sqrt(x^2 - floor^2) above noise
-  trust_t word = trust_t::unknown;
-};
-
-/// The figures that are judged, by their columns.
-inline constexpr std::array<std::string_view, 21> trusted_columns = {
-    "start_s",
-    "stop_s",
-    "length_s",
-    "switching_time_s",
-    "period_s",
-    "sweep_hz",
-    "slope_khz_per_us",
-    "slope_dev_mean_khz_per_us",
-    "slope_dev_rms_khz_per_us",
-    "slope_dev_peak_khz_per_us",
-    "bandwidth_hz",
-    "freq_avg_hz",
-    "freq_dev_rms_hz",
-    "freq_dev_peak_hz",
-    "phase_dev_rms_rad",
-    "phase_dev_peak_rad",
-    "inl_rms",
-    "inl_peak",
-    "power_avg_dbm",
-    "power_peak_dbm",
-    "power_min_dbm",
-};
-using chirp_trust_t = std::array<figure_trust_t, trusted_columns.size()>;
 
 /// What is known of one chirp's surroundings and noise.
 struct chirp_scene_t {

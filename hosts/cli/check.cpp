@@ -79,6 +79,12 @@ std::string snr_text(const statement_t& s) {
   if (s.told_count == 0) {
     return "unknown: below 5 dB, clipped, or no steady envelope";
   }
+  if (s.is_slow()) {
+    return fmt::format(
+        "{}, of {} chirps, by what disturbs the envelope slowly, as echoes do: they "
+        "limit the figures, not noise",
+        decibels(s.snr), s.told_count);
+  }
   const bool is_white = 2 * s.white_count > s.told_count;
   return fmt::format("{}, of {} chirps; the noise is {}", decibels(s.snr), s.told_count,
                      is_white ? "white" : "coloured: formulas for white noise do not hold");
@@ -168,6 +174,7 @@ void put_statement(json_writer_t& json, const check_call_t& call, const statemen
       .member("white_count", s.white_count)
       .member("clipped_share", s.clipped_share)
       .member("snr_db", s.snr)
+      .member("noise_correlation", s.correlation)
       .member("slope_over_slip", s.slope_over_slip)
       .member("cliff_db", s.cliff)
       .member("margin_db", s.margin)

@@ -66,4 +66,13 @@ TEST_F(Fmcw, ChecksNothingWithoutChirps) {
   EXPECT_EQ(run("check a --json").status, 4);
 }
 
+TEST_F(Fmcw, ChecksThatEchoesLimitARoom) {
+  const fs::path room = fs::path(FMCW_RECORDINGS) / "real_acoustic_tracked_48k.cf32";
+  if (!fs::exists(room)) {
+    GTEST_SKIP() << "no recordings";
+  }
+  const auto outcome = run("check '" + room.string() + "' --fs 48k");
+  EXPECT_THAT(outcome.out, AllOf(HasSubstr("as echoes do"), Not(HasSubstr("margin"))));
+}
+
 }  // namespace

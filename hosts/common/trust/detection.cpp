@@ -107,8 +107,8 @@ double expected_slip_turns(const detection_scene_t& s, double snr) {
   const double by_noise =
       1.0 - std::pow(1.0 - normal_tail((m - k + 1.0) / noise_over_slip(snr)), tries);
   return turns_per_half * s.ramp / half_smoothing * mean_over_sweep(s, [&](double u) {
-           const slip_balance_t balance(
-               std::min(half_smoothing * slip_probability(u, snr), most_slips));
+           const double slipping = half_smoothing * slip_probability(u, snr);
+           const slip_balance_t balance(slipping < most_slips ? slipping : most_slips);
            return balance.is_at_least(slips) + balance.is(slips - 1) * by_noise;
          });
 }

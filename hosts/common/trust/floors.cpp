@@ -38,8 +38,9 @@ double tails_from(double x, double step) {
            step * normal_density(x) / 12.0;
   }
   double sum = 0.0;
-  for (double at = x; at < 10.0; at += step) {
-    sum += normal_tail(at);
+  // From x >= -10 with steps of a half and more, 40 terms reach 10, where nothing is left.
+  for (int k = 0; k < 40; ++k) {
+    sum += normal_tail(x + k * step);
   }
   return sum;
 }
@@ -175,10 +176,10 @@ double rounding_walk(const noise_scene_t& s) {
   }
   // The sum over i of ulp(phase i)^2, each weighted by the share of k that it enters.
   constexpr double most_places = 128.0;
-  const double places = std::min(std::floor(s.window), most_places);
+  const int places = static_cast<int>(std::min(s.window, most_places));
   const double step = s.window / places;
   double sum = 0.0;
-  for (double place = 0.0; place < places; ++place) {
+  for (int place = 0; place < places; ++place) {
     const double i = (place + 0.5) * step;
     const double t = i / s.rate;
     const double ulp = ulp_of(2.0 * pi * (s.begin + 0.5 * s.slope * t) * t);

@@ -92,16 +92,14 @@ std::size_t statement_t::figure_count(trust_t word) const {
   return count;
 }
 
-void statement_maker_t::mean_t::add(double value) {
+void known_mean_t::add(double value) {
   if (std::isfinite(value)) {
     sum += value;
     ++count;
   }
 }
 
-double statement_maker_t::mean_t::get() const {
-  return count > 0 ? sum / static_cast<double>(count) : unknown;
-}
+double known_mean_t::get() const { return count > 0 ? sum / static_cast<double>(count) : unknown; }
 
 void statement_maker_t::add_scene(const chirp_t& chirp, const chirp_scene_t& scene) {
   ++counted_.chirp_count;
@@ -112,6 +110,7 @@ void statement_maker_t::add_scene(const chirp_t& chirp, const chirp_scene_t& sce
   clipped_count_ += chirp.clipped_count;
   if (scene.is_told) {
     snr_.add(decibels(scene.noise.snr));
+    correlation_.add(chirp.noise.correlation_1);
   }
   slope_.add(std::abs(scene.noise.slope));
   flyback_.add(scene.noise.flyback);
@@ -129,7 +128,7 @@ chirp_trust_t statement_maker_t::add(const chirp_t& chirp) {
     sums.emplace();
   }
   for (std::size_t i = 0; i < trust.size(); ++i) {
-    sums_t& sum = (*sums)[i];
+    figure_sums_t& sum = (*sums)[i];
     sum.value.add(trust[i].value);
     sum.bias.add(trust[i].bias);
     sum.u.add(trust[i].u);
@@ -144,7 +143,7 @@ chirp_trust_t statement_maker_t::add(const chirp_t& chirp) {
 direction_summary_t statement_maker_t::summary_of(const direction_sums_t& sums) {
   direction_summary_t summary;
   for (std::size_t i = 0; i < sums.size(); ++i) {
-    const sums_t& sum = sums[i];
+    const figure_sums_t& sum = sums[i];
     summary[i] = {{sum.value.get(), sum.bias.get(), sum.u.get(), sum.floor.get(), sum.truth.get(),
                    most_frequent(sum.counts)},
                   sum.counts};
@@ -191,6 +190,7 @@ statement_t statement_maker_t::statement() const {
         static_cast<double>(clipped_count_) / static_cast<double>(sample_count_);
   }
   statement.snr = snr_.get();
+  statement.correlation = correlation_.get();
   judge_detection(statement);
   for (std::size_t i = 0; i < sums_.size(); ++i) {
     if (sums_[i]) {
@@ -208,7 +208,9 @@ std::string statement_line(const statement_t& statement) {
     return "trust: unknown, the noise cannot be told";
   }
   std::string line = fmt::format("trust: SNR {:.1f} dB", statement.snr);
-  if (!std::isnan(statement.margin)) {
+  if (statement.is_slow()) {
+    line += ", limited by echoes or the like, not by noise";
+  } else if (!std::isnan(statement.margin)) {
     line += fmt::format(", {:.1f} dB {} what 99 % of the chirps need", std::abs(statement.margin),
                         statement.margin < 0.0 ? "below" : "above");
   }

@@ -32,8 +32,10 @@ struct statement_t {
   std::uint64_t told_count = 0;   ///< chirps whose noise is told
   std::uint64_t white_count = 0;  ///< and white
   std::uint64_t slip_count = 0;   ///< chirps whose phase seems to have slipped by 2 pi
-  double clipped_share = std::numeric_limits<double>::quiet_NaN();      ///< of the chirps' samples
-  double snr = std::numeric_limits<double>::quiet_NaN();                ///< mean of the chirps [dB]
+  double clipped_share = std::numeric_limits<double>::quiet_NaN();  ///< of the chirps' samples
+  double snr = std::numeric_limits<double>::quiet_NaN();            ///< mean of the chirps [dB]
+  double correlation =
+      std::numeric_limits<double>::quiet_NaN();  ///< of the noise, mean correlation_1
   double slope_over_slip = std::numeric_limits<double>::quiet_NaN();    ///< slope_over_slip()
   double cliff = std::numeric_limits<double>::quiet_NaN();              ///< cliff_of() [dB]
   double margin = std::numeric_limits<double>::quiet_NaN();             ///< snr - cliff [dB]
@@ -45,8 +47,24 @@ struct statement_t {
   std::vector<advice_t> advice;
   std::array<std::optional<direction_summary_t>, 2> directions;  ///< up, down
 
+  /// Whether the envelope is disturbed slowly, as by echoes, and not by noise.
+  bool is_slow() const { return correlation > 0.9; }
+
   /// Judged figures that mostly have that word, each counted once, by its worst direction.
   std::size_t figure_count(trust_t word) const;
+};
+
+/// A mean of what is known.
+struct known_mean_t {
+  double sum = 0.0;
+  std::uint64_t count = 0;
+  void add(double value);
+  double get() const;
+};
+/// Of one figure.
+struct figure_sums_t {
+  known_mean_t value, bias, u, floor, truth;
+  std::array<std::uint64_t, trust_count> counts = {};
 };
 
 /// Gathers the statement of a capture from its rows, in order, in memory of one size.
@@ -63,18 +81,7 @@ class statement_maker_t {
   statement_t statement() const;
 
  private:
-  /// A mean of what is known.
-  struct mean_t {
-    double sum = 0.0;
-    std::uint64_t count = 0;
-    void add(double value);
-    double get() const;
-  };
-  struct sums_t {
-    mean_t value, bias, u, floor, truth;
-    std::array<std::uint64_t, trust_count> counts = {};
-  };
-  using direction_sums_t = std::array<sums_t, trusted_columns.size()>;
+  using direction_sums_t = std::array<figure_sums_t, trusted_columns.size()>;
 
   void add_scene(const chirp_t& chirp, const chirp_scene_t& scene);
   void judge_detection(statement_t& statement) const;
@@ -86,7 +93,7 @@ class statement_maker_t {
   std::optional<chirp_t> before_;
   std::uint64_t sample_count_ = 0;
   std::uint64_t clipped_count_ = 0;
-  mean_t snr_, slope_, flyback_, ramp_, flyback_samples_, centre_;
+  known_mean_t snr_, correlation_, slope_, flyback_, ramp_, flyback_samples_, centre_;
   std::array<std::optional<direction_sums_t>, 2> sums_;
 };
 

@@ -172,6 +172,12 @@ TEST(EnvelopeNoise, IsToldByTheEnvelopeAlone) {
   }
 }
 
+TEST(EnvelopeNoise, TakesTheDroopOfABlockOut) {
+  // 3 dB over four blocks: left in, it would count as noise of -30 dB.
+  const auto noise = envelope_noise_of(chirp_of(40, 3, 4 * 256, 7));
+  EXPECT_NEAR(decibels(noise.snr), 38.5, 1.2);
+}
+
 TEST(EnvelopeNoise, KnowsColouredNoise) {
   // Averages of three neighbours have correlations of 2/3 and 1/3.
   const auto white = chirp_of(100, 0, 20002, 1);
@@ -266,7 +272,7 @@ TEST(ChirpTrust, HoldsForTheAnalysisOfChirpsInNoise) {
       const auto rows = rows_of(transmitter, settings);
       ASSERT_GE(rows.size(), 198U);
       const auto trusts = trusts_of(rows, settings);
-      spread_t slope, length, start, bandwidth, frequency, power;
+      spread_t slope, length, start, bandwidth, frequency, middle, power;
       double noise_words = 0.0;
       for (std::size_t i = 0; i < trusts.size(); ++i) {
         const auto at = [&](const char* column) { return trusts[i][place_of(column)]; };
@@ -286,6 +292,7 @@ TEST(ChirpTrust, HoldsForTheAnalysisOfChirpsInNoise) {
         if ((rows[i + 1].flags & chirp_flag_t::edge) != 0) {
           continue;
         }
+        middle.add(at("freq_avg_hz").truth * 125e6 / truth.slope);
         length.add((at("length_s").truth - truth.length) * 125e6);
         start.add((at("start_s").truth - truth.start) * 125e6);
       }
@@ -295,6 +302,7 @@ TEST(ChirpTrust, HoldsForTheAnalysisOfChirpsInNoise) {
       EXPECT_NEAR(start.deviation() / (edge_u(scene_of(rows[5], rows[4], settings).noise)), 1.0,
                   0.35);
       EXPECT_NEAR(length.mean(), 0.0, 1.1);
+      EXPECT_NEAR(middle.mean(), 0.0, 0.5);  // samples from a sweep about 0 Hz
       EXPECT_NEAR(bandwidth.mean(), 1.0, 0.01);
       EXPECT_NEAR(frequency.mean(), 1.0, 0.01);
       EXPECT_NEAR(power.mean(), 0.0, 0.002);

@@ -122,7 +122,9 @@ double edge_u(const noise_scene_t& s) {
 
 double length_u(const noise_scene_t& s) { return std::numbers::sqrt2 * edge_u(s); }
 
-double freq_avg_bias(const noise_scene_t& s) { return -1.5 * s.slope / s.rate; }
+double freq_avg_bias(const noise_scene_t& s) {
+  return -(s.slope_level > 0.0 ? 1.0 : 1.5) * s.slope / s.rate;
+}
 
 double freq_avg_u(const noise_scene_t& s) {
   const double by_ends = s.rate * phase_noise(s.snr) / (2.0 * pi * s.window);

@@ -69,8 +69,9 @@ double edge_u(const noise_scene_t& scene);
 /// Standard uncertainty of the length and of the switching time [samples]: two edges.
 double length_u(const noise_scene_t& scene);
 
-/// Bias [Hz] and standard uncertainty [Hz] of the mean frequency: frequencies are 3/2 samples early
-/// against the interval; the end phases, fs sphi / (2 pi Nd), and half of what both edges move.
+/// Bias [Hz] and standard uncertainty [Hz] of the mean frequency, held against the middle of the
+/// ramp: the middle of both edges is early by half their biases' sum, 1 sample, or 3/2 where the stop is a change of sign;
+/// noise has the end phases, fs sphi / (2 pi Nd), and half of what both edges move.
 double freq_avg_bias(const noise_scene_t& scene);
 double freq_avg_u(const noise_scene_t& scene);
 

@@ -13,7 +13,7 @@ namespace {
 using fmcw_demod_lib::sample_t;
 
 constexpr std::size_t block_length = 256;
-constexpr std::size_t most_blocks = 24;
+constexpr std::size_t most_blocks = 16;
 constexpr auto n = static_cast<double>(block_length);
 constexpr double parabola_parameters = 3.0;
 

@@ -17,7 +17,7 @@ struct envelope_noise_t {
   double correlation_2 = std::numeric_limits<double>::quiet_NaN();
 };
 
-/// Estimates the noise from blocks of 256 samples, 24 at most, evenly spread.
+/// Estimates the noise from blocks of 256 samples, 16 at most, evenly spread.
 ///
 /// In each block a parabola is fitted to the magnitude and divided out, which takes droop and slow
 /// modulation with it. Of the squares of what is left, with mean M2 and relative variance v (by

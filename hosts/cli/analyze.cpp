@@ -5,6 +5,7 @@
 #include "common/output/output_file.h"
 #include "common/spans/recording_analysis.h"
 #include "common/spans/trace_file.h"
+#include "common/trust/statement.h"
 #include "diagnosis.h"
 #include "errors.h"
 #include "help.h"
@@ -100,6 +101,12 @@ void print_notes(const summary_t& summary) {
   }
 }
 
+void print_trust(const statement_t& statement) {
+  if (statement.chirp_count > 0) {
+    print_note(statement_line(statement) + "; fmcw check tells more");
+  }
+}
+
 void print_summary(const measurement_t& measurement, const summary_t& summary,
                    const recording_totals_t& totals) {
   const settings_t& settings = measurement.settings;
@@ -183,6 +190,7 @@ int analyze_one(const analyze_call_t& call) {
   } else {
     outputs.print_verdicts(std::cout);
     print_notes(outputs.summary());
+    print_trust(outputs.trust());
     std::cout << '\n';
     print_summary(measurement, outputs.summary(), totals);
   }

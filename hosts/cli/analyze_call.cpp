@@ -99,6 +99,9 @@ void describe_call(CLI::App& command, analyze_call_t& call) {
                   "stderr")
       ->check(CLI::IsMember({"line", "json"}));
   command.add_flag("--all", call.outputs.all_figures, "Show every figure of every chirp");
+  command.add_flag("--uncertainty", call.outputs.with_uncertainty,
+                   "Show the uncertainty of figures, and write it with bias, floor and a word of "
+                   "trust as CSV and JSON");
   command.add_flag("--selected", call.outputs.only_selected,
                    "Only the chirps that chirp_start and chirp_count select");
   command.add_flag("--truth", call.outputs.against_truth,

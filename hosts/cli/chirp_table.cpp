@@ -33,6 +33,12 @@ int decimals_for(double rate, double factor) {
   return std::clamp(static_cast<int>(std::ceil(std::log10(rate / factor))), 0, 15);
 }
 
+/// The value to the second digit of its uncertainty, "400.001 ± 0.013"; to whole numbers at most.
+std::string with_uncertainty(double value, double u) {
+  const int decimals = std::clamp(1 - static_cast<int>(std::floor(std::log10(u))), 0, 15);
+  return fmt::format("{:.{}f} ± {:.{}f}", value, decimals, u, decimals);
+}
+
 }  // namespace
 
 chirp_table_t::chirp_table_t(std::ostream& out, const table_columns_t& columns)
@@ -49,8 +55,9 @@ void chirp_table_t::begin_capture(const std::string& capture, double rate) {
   rate_ = std::max(rate_, rate);
 }
 
-void chirp_table_t::add(const chirp_t& chirp, std::string_view verdict) {
-  held_.push_back({columns_.with_capture ? capture_ : "", chirp, verdict});
+void chirp_table_t::add(const chirp_t& chirp, const row_remarks_t& remarks) {
+  held_.push_back({columns_.with_capture ? capture_ : "", chirp, remarks.verdict,
+                   remarks.trust != nullptr ? std::optional(*remarks.trust) : std::nullopt});
   if (held_.size() == block_rows) {
     put_block();
   }
@@ -81,11 +88,17 @@ chirp_table_t::column_t chirp_table_t::column(const figure_t& figure) const {
   column_t column{std::string(figure.title), scale.unit, {}};
   const bool is_place = orn::fmcw_host::is_place(figure);
   const int decimals = decimals_for(rate_, scale.factor);
-  std::transform(values.begin(), values.end(), std::back_inserter(column.cells), [&](double value) {
-    return std::isnan(value) ? "-"
-           : is_place        ? fmt::format("{:.{}f}", value * scale.factor, decimals)
-                             : scale.format(value);
-  });
+  const std::size_t place = trusted_place(figure.column);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const double value = values[i];
+    const auto& trust = held_[i].trust;
+    const double u = trust && place < trust->size() ? (*trust)[place].u : std::nan("");
+    column.cells.push_back(std::isnan(value) ? "-"
+                           : std::isfinite(u) && u > 0.0
+                               ? with_uncertainty(value * scale.factor, u * scale.factor)
+                           : is_place ? fmt::format("{:.{}f}", value * scale.factor, decimals)
+                                      : scale.format(value));
+  }
   return column;
 }
 

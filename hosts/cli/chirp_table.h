@@ -4,6 +4,7 @@
 #include "common/figures/figure_table.h"
 
 #include <cstddef>
+#include <optional>
 #include <ostream>
 #include <set>
 #include <string>
@@ -31,7 +32,8 @@ class chirp_table_t {
   /// rate  of the recording [Hz]; starts are shown to a sample
   void begin_capture(const std::string& capture, double rate);
 
-  void add(const orn::fmcw_host::chirp_t& chirp, std::string_view verdict = "");
+  /// With a trust in the remarks, figures are shown with their uncertainty: "400.001 ± 0.013".
+  void add(const orn::fmcw_host::chirp_t& chirp, const orn::fmcw_host::row_remarks_t& remarks = {});
 
   /// A line of text between the rows.
   void add_line(const std::string& text);
@@ -57,6 +59,7 @@ class chirp_table_t {
     std::string capture;
     orn::fmcw_host::chirp_t chirp;
     std::string_view verdict;
+    std::optional<orn::fmcw_host::chirp_trust_t> trust;
   };
   std::ostream& out_;
   table_columns_t columns_;

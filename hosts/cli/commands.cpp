@@ -20,6 +20,7 @@ void describe_program(CLI::App& app) {
   app.require_subcommand(1);
   describe_format(app);
   describe_analyze(app);
+  describe_check(app);
   describe_suggest(app);
   describe_compare(app);
   describe_limits(app);

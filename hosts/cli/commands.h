@@ -31,6 +31,7 @@ void parse_program(CLI::App& app, int argc, char** argv);
 // input_error_t and run_error_t, and CLI::RuntimeError with the exit status where they have said
 // all.
 void describe_analyze(CLI::App& app);
+void describe_check(CLI::App& app);
 void describe_compare(CLI::App& app);
 void describe_convert(CLI::App& app);
 void describe_filter(CLI::App& app);

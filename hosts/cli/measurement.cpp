@@ -84,6 +84,8 @@ chirp_t on_recording(chirp_t chirp, const conditioning_t& conditioning) {
   chirp.first_sample *= conditioning.decimate;
   chirp.last_sample *= conditioning.decimate;
   chirp.figures.freq_avg -= conditioning.shift;
+  chirp.fit.freq_centre -= conditioning.shift;
+  chirp.fit.freq_start -= conditioning.shift;
   chirp.flags |= chirp_flag_t::conditioned;
   return chirp;
 }

@@ -11,11 +11,12 @@ bool takes_stdout(const output_choice_t& choice) {
   return choice.json_file == "-" || choice.csv_file == "-";
 }
 
-outputs_t::of_capture_t::of_capture_t(const verdict_choice_t& choice, const recording_t& of)
+outputs_t::of_capture_t::of_capture_t(const verdict_choice_t& choice, const measurement_t& of)
     : judge(choice.limits),
+      trust(of.settings, of.recording.info().clip_levels.has_value()),
       charts{run_chart_t(choice.chart_columns), run_chart_t(choice.chart_columns)},
-      recording(&of),
-      time(of) {}
+      recording(&of.recording),
+      time(of.recording) {}
 
 outputs_t::outputs_t(const output_choice_t& choice) : choice_(choice) {
   if (!choice.json_file.empty()) {
@@ -32,7 +33,8 @@ outputs_t::outputs_t(const output_choice_t& choice) : choice_(choice) {
 
 void outputs_t::begin_tables(bool with_rf) {
   if (csv_file_) {
-    csv_.emplace(csv_file_->stream(), csv_columns_t{with_rf, has_limits()});
+    csv_.emplace(csv_file_->stream(),
+                 csv_columns_t{with_rf, has_limits(), choice_.with_uncertainty});
   }
   if (!choice_.against_truth && !takes_stdout(choice_)) {
     table_.emplace(std::cout,
@@ -43,7 +45,7 @@ void outputs_t::begin_tables(bool with_rf) {
 void outputs_t::begin(const measurement_t& measurement) {
   const recording_t& recording = measurement.recording;
   drop();
-  of_capture_.emplace(choice_.verdicts, recording);
+  of_capture_.emplace(choice_.verdicts, measurement);
   if (choice_.annotation) {
     annotations_.emplace(*choice_.annotation, recording);
   }
@@ -69,12 +71,17 @@ void outputs_t::begin(const measurement_t& measurement) {
 
 void outputs_t::add(const chirp_t& chirp) {
   of_capture_->summary.add(chirp);
+  std::optional<chirp_trust_t> trust;
+  if (table_ || choice_.with_uncertainty) {
+    trust = of_capture_->trust.add(chirp);
+  }
   if (choice_.only_selected && !chirp.selected) {
     return;
   }
   of_capture_->statistics.add(chirp);
   const row_remarks_t remarks = {of_capture_->time.of(chirp.first_sample),
-                                 name_of(of_capture_->judge.judge(chirp))};
+                                 name_of(of_capture_->judge.judge(chirp)),
+                                 choice_.with_uncertainty ? &*trust : nullptr};
   if (const figure_t* const figure = choice_.verdicts.chart) {
     of_capture_->charts.at(static_cast<std::size_t>(direction_index(chirp)))
         .add(chirp.start, figure->get(chirp));
@@ -86,7 +93,7 @@ void outputs_t::add(const chirp_t& chirp) {
     csv_->add(chirp, remarks);
   }
   if (table_) {
-    table_->add(chirp, remarks.verdict);
+    table_->add(chirp, remarks);
   }
   if (annotations_) {
     annotations_->add(chirp, remarks.verdict);

@@ -10,6 +10,7 @@
 #include "common/output/output_file.h"
 #include "common/statistics/chirp_statistics.h"
 #include "common/statistics/run_chart.h"
+#include "common/trust/statement.h"
 #include "measurement.h"
 #include "verdicts.h"
 
@@ -27,6 +28,7 @@ struct output_choice_t {
   bool all_figures = false;
   bool only_selected = false;
   bool against_truth = false;  ///< instead of the table of chirps
+  bool with_uncertainty = false;
   std::string json_file;
   std::string csv_file;
   verdict_choice_t verdicts;
@@ -80,16 +82,19 @@ class outputs_t {
   bool has_table() const { return table_.has_value(); }
   const orn::fmcw_host::summary_t& summary() const { return of_capture_->summary; }
   const orn::fmcw_host::judge_t& judge() const { return of_capture_->judge; }
+  /// How far the rows can be trusted, where a table or the choice asks for it.
+  orn::fmcw_host::statement_t trust() const { return of_capture_->trust.statement(); }
   /// The rows, where they are compared with the truth.
   const std::vector<orn::fmcw_host::chirp_t>& collected() const { return of_capture_->collected; }
 
  private:
   /// What is gathered of one capture.
   struct of_capture_t {
-    of_capture_t(const verdict_choice_t& choice, const orn::fmcw_host::recording_t& of);
+    of_capture_t(const verdict_choice_t& choice, const measurement_t& of);
     orn::fmcw_host::summary_t summary;
     orn::fmcw_host::chirp_statistics_t statistics;
     orn::fmcw_host::judge_t judge;
+    orn::fmcw_host::statement_maker_t trust;
     std::array<orn::fmcw_host::run_chart_t, 2> charts;  ///< of the directions
     std::vector<orn::fmcw_host::chirp_t> collected;
     const orn::fmcw_host::recording_t* recording;

@@ -64,8 +64,8 @@ class Documents(unittest.TestCase):
         meta = json.loads((self.folder / "a.sigmf-meta").read_text())
         meta["captures"][0]["core:datetime"] = "2026-01-02T03:04:05Z"
         (self.folder / "a.sigmf-meta").write_text(json.dumps(meta))
-        members = self.analysis("a --limit slope<=99")["chirps"][0]
-        self.run_fmcw("analyze a --limit slope<=99 --csv out.csv")
+        members = self.analysis("a --limit slope<=99 --uncertainty")["chirps"][0]
+        self.run_fmcw("analyze a --limit slope<=99 --uncertainty --csv out.csv")
         with open(self.folder / "out.csv", newline="") as file:
             columns = next(csv.reader(file))
         self.assertEqual([c for c in columns if c not in members], ["capture"])

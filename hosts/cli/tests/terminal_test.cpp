@@ -117,7 +117,7 @@ TEST_F(Fmcw, TheDemoShowsWhatReadmeSays) {
   ASSERT_EQ(run("synth capture" + call).status, 0);
   const std::string shown = run("analyze capture", "unset COLUMNS;").out;
   const std::string table = shown.substr(0, shown.find("\n\n") + 1);
-  EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 4) << table;
+  EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 5) << table;
   EXPECT_THAT(content(fs::path(FMCW_PROJECT) / "README.md"),
               HasSubstr("```text\n" + table + "```"));
 }

@@ -2,6 +2,9 @@
 
 #include "common/figures/figure_table.h"
 #include "common/figures/flags.h"
+#include "common/trust/figure_trust.h"
+
+#include <fmt/format.h>
 
 namespace orn::fmcw_host {
 
@@ -10,6 +13,15 @@ namespace {
 void put_word(json_writer_t& out, std::string_view name, std::string_view word) {
   out.key(name);
   word.empty() ? out.value(nullptr) : out.value(word);
+}
+
+void put_trust(json_writer_t& out, const chirp_trust_t& trusts) {
+  for (std::size_t i = 0; i < trusts.size(); ++i) {
+    for (const trust_column_t& value : trust_values) {
+      out.member(fmt::format("{}{}", trusted_columns[i], value.suffix), trusts[i].*value.value);
+    }
+    out.member(fmt::format("{}_trust", trusted_columns[i]), name_of(trusts[i].word));
+  }
 }
 
 }  // namespace
@@ -26,6 +38,9 @@ void write_json(json_writer_t& out, const chirp_t& chirp, const row_remarks_t& r
     if (chirp.centre || !needs_centre(figure)) {
       out.member(figure.column, figure.get(chirp));
     }
+  }
+  if (remarks.trust != nullptr) {
+    put_trust(out, *remarks.trust);
   }
   out.member("flags", std::string_view(flag_words(chirp)));
   put_word(out, "start_datetime", remarks.datetime);

@@ -248,11 +248,13 @@ void span_analyzer_t::look_inside(std::size_t first, std::size_t last, chirp_t& 
   if (as_frames_ && !std::all_of(inside.begin(), inside.end(), is_finite)) {
     chirp.flags |= chirp_flag_t::nonfinite;
   }
-  if (options_.clip_levels && std::any_of(inside.begin(), inside.end(), [&](sample_t sample) {
-        return is_clipped(sample, *options_.clip_levels);
-      })) {
-    chirp.flags |= chirp_flag_t::clipped;
+  if (options_.clip_levels) {
+    chirp.clipped_count = static_cast<std::uint64_t>(
+        std::count_if(inside.begin(), inside.end(),
+                      [&](sample_t sample) { return is_clipped(sample, *options_.clip_levels); }));
+    chirp.flags |= chirp.clipped_count > 0 ? chirp_flag_t::clipped : 0;
   }
+  chirp.noise = envelope_noise_of(inside);
 }
 
 void span_analyzer_t::take_chirps(const span_t& span, std::size_t begin, std::size_t end,

@@ -54,11 +54,12 @@ std::unique_ptr<sample_source_t> open_source(const measurement_t& measurement,
                                              std::size_t segment) {
   const recording_t& recording = measurement.recording;
   auto source = recording.source(segment);
-  return measurement.conditioning.is_none()
-             ? std::move(source)
-             : std::make_unique<owning_conditioned_t>(std::move(source), measurement.conditioning,
-                                                      recording.segments()[segment].first_sample,
-                                                      recording.info().sample_rate);
+  if (measurement.conditioning.is_none()) {
+    return source;
+  }
+  return std::make_unique<owning_conditioned_t>(std::move(source), measurement.conditioning,
+                                                recording.segments()[segment].first_sample,
+                                                recording.info().sample_rate);
 }
 
 /// Chooses a conditioning by the first samples. Says which, or that none helps.

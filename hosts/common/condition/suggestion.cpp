@@ -129,16 +129,19 @@ std::optional<conditioning_t> suggest_conditioning(std::span<const sample_t> sam
   }
   const double bandwidth = rounded(band->width() * rate, band->width() * rate);
   const double shift = rounded(-0.5 * (band->lower + band->upper) * rate, bandwidth);
-  const double most = std::min(std::floor(rate / (1.25 * bandwidth)), double{most_decimate});
-  const auto by = [&](double decimate) {
-    const double low_pass = std::max(0.625 * bandwidth, 0.45 * rate / decimate);
-    return conditioning_t{shift, std::min(rounded(low_pass, low_pass), rate / 2.0),
-                          static_cast<std::uint32_t>(decimate)};
+  // Whole numbers that a double holds exactly, up to the greatest decimation.
+  const auto at_most = [](double value) {
+    return static_cast<std::uint32_t>(std::min(std::floor(value), double{most_decimate}));
   };
-  for (double decimate = most; decimate >= 2.0; decimate = std::floor(decimate / 2.0)) {
+  const std::uint32_t most = at_most(rate / (1.25 * bandwidth));
+  const auto by = [&](std::uint32_t decimate) {
+    const double low_pass = std::max(0.625 * bandwidth, 0.45 * rate / decimate);
+    return conditioning_t{shift, std::min(rounded(low_pass, low_pass), rate / 2.0), decimate};
+  };
+  for (std::uint32_t decimate = most; decimate >= 2; decimate /= 2) {
     if (const auto count = samples_per_chirp(samples, rate, by(decimate))) {
-      const double wanted = std::min(most, std::floor(*count / least_samples_per_chirp));
-      return wanted >= 2.0 ? std::optional(by(wanted)) : std::nullopt;
+      const std::uint32_t wanted = std::min(most, at_most(*count / least_samples_per_chirp));
+      return wanted >= 2 ? std::optional(by(wanted)) : std::nullopt;
     }
   }
   return std::nullopt;

@@ -375,8 +375,10 @@ TEST(Statement, TellsOfTheCapture) {
   rows[3].clipped_count = 10;
   rows[5].flags |= chirp_flag_t::slip;
   double sample_count = 0.0;
+  std::uint64_t slip_count = 0;
   for (const chirp_t& row : rows) {
     maker.add(row);
+    slip_count += (row.flags & chirp_flag_t::slip) != 0 ? 1 : 0;
     sample_count += static_cast<double>(row.last_sample - row.first_sample + 1);
   }
   const statement_t statement = maker.statement();
@@ -384,7 +386,7 @@ TEST(Statement, TellsOfTheCapture) {
   EXPECT_NEAR(statement.snr, 15.0, 0.2);
   EXPECT_NEAR(statement.margin, 15.0 - 9.8, 0.4);
   EXPECT_NEAR(statement.clipped_share, 10.0 / sample_count, 1e-12);
-  EXPECT_EQ(statement.slip_count, 1U);
+  EXPECT_EQ(statement.slip_count, slip_count);
   EXPECT_TRUE(statement.is_merge_risk);
   ASSERT_FALSE(statement.advice.empty());
   EXPECT_THAT(statement.advice.back().options, testing::HasSubstr("--set slope_tol=200kHz/us"));

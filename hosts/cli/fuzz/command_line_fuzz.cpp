@@ -22,7 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CLI::App app;
   fmcw_cli::describe_program(app);
   for (CLI::App* const command : app.get_subcommands({})) {
-    command->callback([] {});
+    // Called before the command's own callback, which owns what the options write to.
+    command->parse_complete_callback([] { throw CLI::Success(); });
   }
   try {
     fmcw_cli::parse_program(app, static_cast<int>(arguments.size()), arguments.data());
